@@ -1,0 +1,85 @@
+# Helpers that keep each folder's CMakeLists.txt to a statement of what the target needs.
+
+function(tbr_require helper value name)
+  if("${value}" STREQUAL "")
+    message(FATAL_ERROR "${helper}: ${name} is missing")
+  endif()
+endfunction()
+
+# tbr_library(tbrCore ALIAS Core PUBLIC ... PRIVATE ...): a shared library of all sources below src/.
+# A source that ends in Posix.cpp or Windows.cpp belongs to that platform alone.
+function(tbr_library target)
+  cmake_parse_arguments(ARG "" "ALIAS" "PUBLIC;PRIVATE" ${ARGN})
+  tbr_require(tbr_library "${ARG_ALIAS}" ALIAS)
+  file(GLOB_RECURSE sources CONFIGURE_DEPENDS src/*.cpp src/*.h)
+  if(WIN32)
+    list(FILTER sources EXCLUDE REGEX "Posix\\.cpp$")
+  else()
+    list(FILTER sources EXCLUDE REGEX "Windows\\.cpp$")
+  endif()
+  add_library(${target} SHARED ${sources})
+  add_library(tbr::${ARG_ALIAS} ALIAS ${target})
+  tbr_warnings(${target})
+  target_include_directories(${target} PUBLIC "$<BUILD_INTERFACE:${CMAKE_CURRENT_SOURCE_DIR}/src>"
+                                              "$<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/tbrNavigation>")
+  target_link_libraries(${target} PUBLIC ${ARG_PUBLIC} PRIVATE ${ARG_PRIVATE})
+  string(TOUPPER "${ARG_ALIAS}" upper)
+  target_compile_definitions(${target} PRIVATE TBR_BUILDING_${upper})
+  set_target_properties(${target} PROPERTIES EXPORT_NAME ${ARG_ALIAS} VERSION ${PROJECT_VERSION}
+                        SOVERSION ${PROJECT_VERSION_MAJOR} INSTALL_RPATH "$ORIGIN")
+  install(TARGETS ${target} EXPORT tbrNavigationTargets
+          LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
+          ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
+  install(DIRECTORY src/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/tbrNavigation FILES_MATCHING PATTERN "*.h")
+endfunction()
+
+# tbr_plugin(Name SOURCES ... LIBRARIES ... [FOLDER dir]): a loadable module, Name.so without prefix.
+# Modules of the product land in modules/ and are installed; those with a FOLDER serve tests only.
+function(tbr_plugin target)
+  cmake_parse_arguments(ARG "" "FOLDER" "SOURCES;LIBRARIES" ${ARGN})
+  tbr_require(tbr_plugin "${ARG_SOURCES}" SOURCES)
+  add_library(${target} MODULE ${ARG_SOURCES})
+  tbr_warnings(${target})
+  target_link_libraries(${target} PRIVATE ${ARG_LIBRARIES})
+  set(folder "${TBR_MODULE_OUTPUT_DIRECTORY}")
+  if(ARG_FOLDER)
+    set(folder "${ARG_FOLDER}")
+  else()
+    install(TARGETS ${target} LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/tbrNavigation/modules)
+  endif()
+  set_target_properties(${target} PROPERTIES PREFIX "" LIBRARY_OUTPUT_DIRECTORY "${folder}" INSTALL_RPATH "$ORIGIN/../..")
+endfunction()
+
+# tbr_program(name SOURCES ... LIBRARIES ...): an installed program.
+function(tbr_program target)
+  cmake_parse_arguments(ARG "" "" "SOURCES;LIBRARIES" ${ARGN})
+  tbr_require(tbr_program "${ARG_SOURCES}" SOURCES)
+  add_executable(${target} ${ARG_SOURCES})
+  tbr_warnings(${target})
+  target_link_libraries(${target} PRIVATE ${ARG_LIBRARIES})
+  set_target_properties(${target} PROPERTIES INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
+  install(TARGETS ${target} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+endfunction()
+
+# tbr_test(ClassName LIBRARIES ... [NEEDS target...] [LABELS ...] [TIMEOUT s]): the test program of ClassNameTest.cpp.
+# NEEDS names programs and plug-ins that must be built before the test runs.
+function(tbr_test name)
+  cmake_parse_arguments(ARG "SERIAL" "TIMEOUT" "LIBRARIES;NEEDS;SOURCES;LABELS" ${ARGN})
+  tbr_require(tbr_test "${ARG_LIBRARIES}" LIBRARIES)
+  add_executable(${name}Test ${name}Test.cpp ${ARG_SOURCES})
+  tbr_warnings(${name}Test)
+  target_link_libraries(${name}Test PRIVATE ${ARG_LIBRARIES} tbrTestSupport)
+  set_target_properties(${name}Test PROPERTIES RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/tests")
+  if(ARG_NEEDS)
+    add_dependencies(${name}Test ${ARG_NEEDS})
+  endif()
+  if(NOT ARG_TIMEOUT)
+    set(ARG_TIMEOUT 300)
+  endif()
+  add_test(NAME ${name} COMMAND ${name}Test)
+  set_tests_properties(${name} PROPERTIES TIMEOUT ${ARG_TIMEOUT} LABELS "${ARG_LABELS}"
+    ENVIRONMENT "TSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/tests/tsan.supp;UBSAN_OPTIONS=print_stacktrace=1;LSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/tests/lsan.supp")
+  if(ARG_SERIAL)
+    set_tests_properties(${name} PROPERTIES RUN_SERIAL TRUE)
+  endif()
+endfunction()

@@ -1,0 +1,17 @@
+#pragma once
+
+#include <tbrBase/Export.h>
+
+class QObject;
+
+namespace tbr
+{
+
+/// Deletes an object that may live in another thread, and returns when it is gone.
+///
+/// An object of the calling thread, or of a thread that does not run, is deleted here. Otherwise its own thread deletes
+/// it (so timers and children end where they live) while this call waits; that thread must be running its event loop or
+/// be about to end. A null `object` is ignored.
+TBR_BASE_EXPORT void safelyDeleteThreadedObject(QObject* object);
+
+} // namespace tbr

@@ -1,0 +1,3 @@
+#include <tbrCore/CaObserver.h>
+
+CaObserver::~CaObserver() = default;
