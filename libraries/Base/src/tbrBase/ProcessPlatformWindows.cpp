@@ -3,6 +3,7 @@
 #include <QCoreApplication>
 #include <QMetaObject>
 
+#include <cstdio>
 #include <io.h>
 #include <utility>
 #include <windows.h>
@@ -15,23 +16,30 @@ namespace platform
 namespace
 {
 
-std::function<void()> ourStop;
+std::function<void()> ourStop; // set before the handler below is installed, called on the main thread only
 
-BOOL WINAPI wakeOnConsoleEvent(DWORD)
+/// Runs on a thread that the system makes for it.
+BOOL WINAPI wakeOnConsoleEvent(DWORD event)
 {
     QMetaObject::invokeMethod(
         QCoreApplication::instance(), [] { ourStop(); }, Qt::QueuedConnection);
+    // When the console closes, the system ends the process as soon as this handler returns: leave main() the time.
+    if (event != CTRL_C_EVENT && event != CTRL_BREAK_EVENT)
+        Sleep(INFINITE);
     return TRUE;
 }
 
 } // namespace
 
-void survivePeersThatClose() {}
+void survivePeersThatClose()
+{
+    // There is no such signal on this system: a write to a closed pipe or socket just fails.
+}
 
-void onTerminationRequest(std::function<void()> stop)
+bool onTerminationRequest(std::function<void()> stop)
 {
     ourStop = std::move(stop);
-    SetConsoleCtrlHandler(wakeOnConsoleEvent, TRUE);
+    return SetConsoleCtrlHandler(wakeOnConsoleEvent, TRUE) != 0;
 }
 
 bool isStandardOutputTerminal()

@@ -18,7 +18,7 @@ void assertHolds(bool holds, const char* expression, const char* sourceFile, int
 
     const std::string text = _tbr::StringMixer()
                              << "Assertion " << expression << " failed in " << sourceFile << " at line " << line;
-    std::cout << text + "\n" << std::flush;
+    std::cout << text << std::flush;
     throw WatchdogException(text);
 }
 

@@ -15,7 +15,7 @@ public:
 };
 
 /// If `holds` is false, prints "Assertion " + `expression` + " failed in " + `sourceFile` + " at line " + `line` to
-/// standard output and throws a WatchdogException that carries the same text. Any thread.
+/// standard output, without a line end, and throws a WatchdogException that carries the same text. Any thread.
 TBR_BASE_EXPORT void assertHolds(bool holds, const char* expression, const char* sourceFile, int line);
 
 } // namespace tbr

@@ -12,7 +12,8 @@ class CaObserver;
 /// Thread: every operation may be called from any thread; observers are called on the thread that calls notify(), in
 /// the order of their registration, while the subject's recursive lock is held. So an observer that removeObserver()
 /// took off is not running any more when that call returns, and an observer must not wait for another thread that
-/// registers here. Ownership: observers are borrowed; an observer takes itself off before it dies.
+/// registers here. Ownership: observers are borrowed; an observer takes itself off before it dies, and does not delete
+/// the subject that is calling it.
 class TBR_CORE_EXPORT CaSubject
 {
 public:

@@ -10,14 +10,14 @@
 /// export `factoryInterface`, which names the interface and its version; a library whose name differs from what is
 /// wanted is refused, one that does not export it is accepted as it is.
 ///
-/// Ownership: the factory belongs to the plug-in. The library stays loaded until the process ends, because objects and
-/// texts that came out of it may live as long.
+/// Ownership: the factory belongs to the plug-in. The library stays loaded until the process ends (also a refused one),
+/// because objects and texts that came out of it may live as long.
 /// Thread: construct and use it on one thread at a time.
 class TBR_CORE_EXPORT DLLFactoryBase
 {
 public:
-    /// `libraryFile` is a path (UTF-8), or a bare file name that the system looks up on its library path. `factoryName`
-    /// is the exported function, null for `createFactory`.
+    /// `libraryFile` is a path (UTF-8) to exactly this file, or a bare file name that the system looks up on its
+    /// library path. `factoryName` is the exported function, null for `createFactory`.
     DLLFactoryBase(const char* libraryFile, const char* factoryName);
     virtual ~DLLFactoryBase();
 
@@ -35,7 +35,8 @@ protected:
     void* getFactoryPointer() const;
 
 private:
-    void load(const std::string& libraryFile, const std::string& factoryName, const std::string& interfaceName);
+    class Library;
+    void obtainFrom(Library& library, const std::string& factoryName, const std::string& interfaceName);
 
     void* m_Factory;
     std::string m_ErrorMessage;

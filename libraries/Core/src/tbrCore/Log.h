@@ -17,8 +17,10 @@ namespace tbr
 ///     std::endl;
 ///
 /// Where entries go: to the sink of setSink() if there is one; otherwise every line of the entry to standard error (and
-/// to the file of setFile()) behind a prefix of time, category, source file and line. Categories in use: "toolserver",
-/// "INFO", "ERROR", and "DEBUG", which shows only with Verbosity::VERBOSE.
+/// to the file of setFile()) behind a prefix of time, category, source file and line. There, blank lines and leading
+/// blanks are left out and control characters, which may come from a client, show as \xNN. Categories in use:
+/// "toolserver", "INFO", "ERROR", and "DEBUG", which shows only with Verbosity::VERBOSE. Numbers are written as in the
+/// source code, whatever the process's locale.
 ///
 /// Thread: the static functions may be called from any thread; one entry belongs to one thread.
 class TBR_CORE_EXPORT Log
@@ -34,7 +36,7 @@ public:
         VERBOSE ///< everything
     };
 
-    /// Begins an entry. `category` and `sourceFile` must outlive it (literals do).
+    /// Begins an entry. A null `category` or `sourceFile` counts as empty.
     static Log getInstance(const char* category, const char* sourceFile, int line);
 
     Log(const Log&) = delete;
@@ -46,15 +48,16 @@ public:
     std::ostream& printPrefix();
 
     /// Sends every entry to `sink` instead of the default output, whatever the verbosity; an empty function restores
-    /// the default. Sinks are called one entry at a time, on the thread that logs, and may log themselves. When setSink
-    /// returns, the former sink is not running any more (unless it is itself the caller).
+    /// the default. Sinks are called one entry at a time, on the thread that logs. What a sink logs itself goes to the
+    /// default output, and so does an entry whose sink throws. A sink must not wait for another thread that logs. When
+    /// setSink returns, the former sink is not running any more (unless it is itself the caller).
     static void setSink(Sink sink);
 
     /// What the default output shows. NORMAL at start.
     static void setVerbosity(Verbosity verbosity);
 
-    /// Lets the default output also append to a text file; an empty path ends that. Returns false, and changes nothing,
-    /// when the file cannot be opened.
+    /// Lets the default output also append to a text file (UTF-8 path), in place of an earlier one; an empty path ends
+    /// that. Returns false, and changes nothing, when the file cannot be opened.
     static bool setFile(const std::string& path);
 
 private:

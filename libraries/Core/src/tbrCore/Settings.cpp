@@ -1,12 +1,10 @@
 #include <tbrCore/Settings.h>
 
+#include <tbrCore/IniReader.h>
 #include <tbrCore/Log.h>
 
 #include <QFileInfo>
 #include <QSettings>
-#include <QStringList>
-
-#include <utility>
 
 namespace tbr
 {
@@ -14,23 +12,11 @@ namespace tbr
 namespace
 {
 
-/// Reads every key of `source`; false when it is not well-formed.
-bool readAll(QSettings& source, QHash<QString, QString>& values)
+/// Where this user's settings of the program family are, whether or not there is such a file.
+QString userFile()
 {
-    const QStringList keys = source.allKeys();
-    for (const QString& key : keys)
-        values.insert(key, source.value(key).toStringList().join(QStringLiteral(", ")));
-    return source.status() == QSettings::NoError;
-}
-
-bool readFile(const QString& path, QHash<QString, QString>& values)
-{
-    const QFileInfo file(path);
-    if (!file.isFile() || !file.isReadable())
-        return false;
-    QSettings source(path, QSettings::IniFormat);
-    source.setIniCodec("UTF-8");
-    return readAll(source, values);
+    return QSettings(QSettings::IniFormat, QSettings::UserScope, QStringLiteral("Tobrel"), QStringLiteral("Navigation"))
+        .fileName();
 }
 
 } // namespace
@@ -43,20 +29,11 @@ Settings& Settings::getInstance()
 
 Settings::Settings()
 {
-    if (qEnvironmentVariableIsSet("TBR_SETTINGS"))
-    {
-        const QString path = qEnvironmentVariable("TBR_SETTINGS");
-        if (!load(path))
-            TBR_LOG("ERROR") << "The settings file named by TBR_SETTINGS cannot be read: " << path.toStdString()
-                             << std::endl;
-        return;
-    }
-    QSettings user(QSettings::IniFormat, QSettings::UserScope, QStringLiteral("Tobrel"), QStringLiteral("Navigation"));
-    user.setFallbacksEnabled(false);
-    user.setIniCodec("UTF-8");
-    if (!readAll(user, m_Values))
-        TBR_LOG("ERROR") << "The user's settings file is not well-formed: " << user.fileName().toStdString()
-                         << std::endl;
+    const QString named = qEnvironmentVariable("TBR_SETTINGS");
+    if (!named.isEmpty())
+        load(named);
+    else if (QFileInfo::exists(userFile()))
+        load(userFile());
 }
 
 QString Settings::get(const QString& key, const QString& defaultValue) const
@@ -72,7 +49,7 @@ std::string Settings::get(const std::string& key, const std::string& defaultValu
 
 std::string Settings::get(const char* key, const char* defaultValue) const
 {
-    return get(std::string(key), std::string(defaultValue));
+    return get(QString::fromUtf8(key), QString::fromUtf8(defaultValue)).toStdString();
 }
 
 bool Settings::isKey(const QString& key) const
@@ -93,11 +70,15 @@ bool Settings::isKey(const char* key) const
 
 bool Settings::load(const QString& iniFile)
 {
-    QHash<QString, QString> values;
-    if (!readFile(iniFile, values))
+    IniReader reader;
+    if (!reader.read(iniFile))
+    {
+        TBR_LOG("ERROR") << "The settings file \"" << iniFile.toStdString()
+                         << "\" cannot be read: " << reader.problem().toStdString() << std::endl;
         return false;
+    }
     const std::lock_guard<std::mutex> lock(m_Mutex);
-    m_Values = std::move(values);
+    m_Values = reader.values();
     return true;
 }
 

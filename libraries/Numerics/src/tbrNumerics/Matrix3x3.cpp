@@ -17,6 +17,11 @@ Matrix3x3 Matrix3x3::identity()
     return Matrix3x3();
 }
 
+Matrix3x3& Matrix3x3::operator*=(const Matrix3x3& right)
+{
+    return *this = *this * right;
+}
+
 void Matrix3x3::transpose()
 {
     std::swap(m_Rows[0][1], m_Rows[1][0]);
@@ -39,7 +44,10 @@ void Matrix3x3::orthonormalize()
 
     const Eigen::JacobiSVD<Eigen::Matrix3d> svd(self, Eigen::ComputeFullU | Eigen::ComputeFullV);
     const double handedness = (svd.matrixU() * svd.matrixV().transpose()).determinant() < 0.0 ? -1.0 : 1.0;
-    self = svd.matrixU() * Eigen::Vector3d(1.0, 1.0, handedness).asDiagonal() * svd.matrixV().transpose();
+    const Eigen::Matrix3d rotation =
+        svd.matrixU() * Eigen::Vector3d(1.0, 1.0, handedness).asDiagonal() * svd.matrixV().transpose();
+    // U and V are orthonormal to some roundings only: one Newton-Schulz step brings their product to the last digits.
+    self = 0.5 * rotation * (3.0 * Eigen::Matrix3d::Identity() - rotation.transpose() * rotation);
 }
 
 Matrix3x3 operator*(const Matrix3x3& a, const Matrix3x3& b)

@@ -13,14 +13,17 @@ public:
     double* operator[](int row) { return m_Rows[row]; }
     const double* operator[](int row) const { return m_Rows[row]; }
 
-    static Matrix3x3 identity();
+    [[nodiscard]] static Matrix3x3 identity();
+
+    Matrix3x3& operator*=(const Matrix3x3& right);
 
     void transpose();
     Matrix3x3 transposed() const;
 
     /// Replaces the matrix by the nearest rotation in the least-squares sense, always right-handed: with M = U S V^T,
     /// R = U diag(1, 1, det(U V^T)) V^T (Umeyama, IEEE Trans. Pattern Anal. Mach. Intell. 13(4), 1991). A matrix with
-    /// an element that is not finite has no nearest rotation and is left as it is.
+    /// an element that is not finite has no nearest rotation and is left as it is; of several nearest ones (a singular
+    /// matrix, some reflections) the result is one.
     void orthonormalize();
 
 private:

@@ -12,6 +12,11 @@ void TransMatrix3d::identity()
     *this = TransMatrix3d();
 }
 
+TransMatrix3d& TransMatrix3d::operator*=(const TransMatrix3d& inner)
+{
+    return *this = *this * inner;
+}
+
 void TransMatrix3d::invert()
 {
     *this = inverted();

@@ -11,7 +11,11 @@ public:
     TransMatrix3d();
     TransMatrix3d(const Matrix3x3& rotation, const Vector3d& translation);
 
+    /// Makes this the identity.
     void identity();
+
+    /// Applies `inner` before this motion: this = this * inner.
+    TransMatrix3d& operator*=(const TransMatrix3d& inner);
 
     /// The inverse of a rigid motion: (R^T, -R^T t). The rotation must be orthonormal.
     void invert();

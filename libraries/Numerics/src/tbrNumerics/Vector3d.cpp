@@ -5,7 +5,10 @@
 
 double Vector3d::length() const
 {
-    return std::sqrt(x * x + y * y + z * z);
+    const double squared = dot(*this);
+    const bool isExact = squared >= std::numeric_limits<double>::min() / std::numeric_limits<double>::epsilon() &&
+                         squared <= std::numeric_limits<double>::max();
+    return isExact ? std::sqrt(squared) : std::hypot(std::hypot(x, y), z);
 }
 
 double Vector3d::dot(const Vector3d& other) const
@@ -50,6 +53,11 @@ Vector3d& Vector3d::operator*=(double factor)
     return *this = *this * factor;
 }
 
+Vector3d& Vector3d::operator/=(double divisor)
+{
+    return *this = *this / divisor;
+}
+
 Vector3d operator+(const Vector3d& a, const Vector3d& b)
 {
     return Vector3d(a.x + b.x, a.y + b.y, a.z + b.z);
@@ -73,6 +81,11 @@ Vector3d operator*(const Vector3d& a, double factor)
 Vector3d operator*(double factor, const Vector3d& a)
 {
     return a * factor;
+}
+
+Vector3d operator/(const Vector3d& a, double divisor)
+{
+    return Vector3d(a.x / divisor, a.y / divisor, a.z / divisor);
 }
 
 bool operator==(const Vector3d& a, const Vector3d& b)

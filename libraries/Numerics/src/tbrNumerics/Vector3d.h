@@ -15,6 +15,7 @@ struct TBR_NUMERICS_EXPORT Vector3d
     double& operator[](int i) { return i == 0 ? x : (i == 1 ? y : z); }
     double operator[](int i) const { return i == 0 ? x : (i == 1 ? y : z); }
 
+    /// Never overflows or vanishes on the way: right for every length that a double can hold.
     double length() const;
     double dot(const Vector3d& other) const;
 
@@ -30,6 +31,7 @@ struct TBR_NUMERICS_EXPORT Vector3d
     Vector3d& operator+=(const Vector3d& other);
     Vector3d& operator-=(const Vector3d& other);
     Vector3d& operator*=(double factor);
+    Vector3d& operator/=(double divisor);
 };
 
 TBR_NUMERICS_EXPORT Vector3d operator+(const Vector3d& a, const Vector3d& b);
@@ -37,6 +39,7 @@ TBR_NUMERICS_EXPORT Vector3d operator-(const Vector3d& a, const Vector3d& b);
 TBR_NUMERICS_EXPORT Vector3d operator-(const Vector3d& a);
 TBR_NUMERICS_EXPORT Vector3d operator*(const Vector3d& a, double factor);
 TBR_NUMERICS_EXPORT Vector3d operator*(double factor, const Vector3d& a);
+TBR_NUMERICS_EXPORT Vector3d operator/(const Vector3d& a, double divisor);
 /// Exact comparison of the components, without tolerance; an undefined vector equals nothing.
 TBR_NUMERICS_EXPORT bool operator==(const Vector3d& a, const Vector3d& b);
 TBR_NUMERICS_EXPORT bool operator!=(const Vector3d& a, const Vector3d& b);

@@ -1,0 +1,275 @@
+#include <TSClientInterface/SocketPlatform.h>
+
+#ifndef NOMINMAX
+#define NOMINMAX
+#endif
+#include <winsock2.h>
+#include <ws2tcpip.h>
+
+#include <windows.h>
+
+#include <cstdint>
+#include <cstring>
+
+namespace tbr
+{
+namespace platform
+{
+
+namespace
+{
+
+static_assert(sizeof(SocketAddress) == sizeof(sockaddr_in), "an address is stored as the system lays it out");
+
+/// Socket handles fit 32 bits on every Windows; -1 becomes INVALID_SOCKET and back.
+SOCKET toHandle(int descriptor)
+{
+    return static_cast<SOCKET>(static_cast<INT_PTR>(descriptor));
+}
+
+int toDescriptor(SOCKET handle)
+{
+    if (handle == INVALID_SOCKET)
+        return -1;
+    SetHandleInformation(reinterpret_cast<HANDLE>(handle), HANDLE_FLAG_INHERIT, 0);
+    return static_cast<int>(handle);
+}
+
+sockaddr_in toSystem(const SocketAddress& address)
+{
+    sockaddr_in result;
+    std::memcpy(&result, address.bytes, sizeof result);
+    return result;
+}
+
+SocketAddress fromSystem(const sockaddr_in& address)
+{
+    SocketAddress result;
+    std::memcpy(result.bytes, &address, sizeof address);
+    return result;
+}
+
+SocketAddress makeAddress(in_addr host, int port)
+{
+    sockaddr_in address = {};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(static_cast<std::uint16_t>(port));
+    address.sin_addr = host;
+    return fromSystem(address);
+}
+
+template <class Value>
+bool setOption(int descriptor, int level, int option, const Value& value)
+{
+    return setsockopt(toHandle(descriptor), level, option, reinterpret_cast<const char*>(&value), sizeof value) == 0;
+}
+
+} // namespace
+
+bool startSockets(int& error)
+{
+    WSADATA details;
+    if (WSAStartup(MAKEWORD(2, 2), &details) == 0)
+        return true;
+    error = WSAGetLastError();
+    return false;
+}
+
+void endSockets()
+{
+    WSACleanup();
+}
+
+int createSocket(bool dataGram)
+{
+    return toDescriptor(socket(AF_INET, dataGram ? SOCK_DGRAM : SOCK_STREAM, 0));
+}
+
+void closeSocket(int descriptor)
+{
+    closesocket(toHandle(descriptor));
+}
+
+void shutdownSocket(int descriptor)
+{
+    shutdown(toHandle(descriptor), SD_BOTH);
+    // A pending accept or receive of another thread does not notice the shutdown by itself.
+    CancelIoEx(reinterpret_cast<HANDLE>(toHandle(descriptor)), nullptr);
+}
+
+bool getSocketKind(int descriptor, bool& isStream)
+{
+    int type = 0;
+    int size = sizeof type;
+    if (getsockopt(toHandle(descriptor), SOL_SOCKET, SO_TYPE, reinterpret_cast<char*>(&type), &size) != 0)
+        return false;
+    isStream = type == SOCK_STREAM;
+    return true;
+}
+
+bool setReuseAddress(int descriptor)
+{
+    const char value[4] = {'1'};
+    return setOption(descriptor, SOL_SOCKET, SO_REUSEADDR, value);
+}
+
+bool setNonBlocking(int descriptor, bool nonBlocking)
+{
+    u_long value = nonBlocking ? 1 : 0;
+    return ioctlsocket(toHandle(descriptor), static_cast<long>(FIONBIO), &value) == 0;
+}
+
+bool setReceiveBufferSize(int descriptor, int size)
+{
+    return setOption(descriptor, SOL_SOCKET, SO_RCVBUF, size);
+}
+
+bool setSendBufferSize(int descriptor, int size)
+{
+    return setOption(descriptor, SOL_SOCKET, SO_SNDBUF, size);
+}
+
+bool setNoDelay(int descriptor)
+{
+    const int on = 1;
+    return setOption(descriptor, IPPROTO_TCP, TCP_NODELAY, on);
+}
+
+SocketAddress anyAddress(int port)
+{
+    in_addr host;
+    host.s_addr = htonl(INADDR_ANY);
+    return makeAddress(host, port);
+}
+
+bool parseAddress(const std::string& dotted, int port, SocketAddress& address)
+{
+    in_addr host;
+    if (inet_pton(AF_INET, dotted.c_str(), &host) != 1)
+        return false;
+    address = makeAddress(host, port);
+    return true;
+}
+
+bool resolveHost(const char* hostName, int port, SocketAddress& address)
+{
+    if (!hostName || !*hostName) // the system would take "" for this machine
+        return false;
+    addrinfo wanted = {};
+    wanted.ai_family = AF_INET;
+    wanted.ai_socktype = SOCK_STREAM;
+    addrinfo* found = nullptr;
+    if (getaddrinfo(hostName, nullptr, &wanted, &found) != 0)
+        return false;
+    sockaddr_in first;
+    std::memcpy(&first, found->ai_addr, sizeof first);
+    freeaddrinfo(found);
+    address = makeAddress(first.sin_addr, port);
+    return true;
+}
+
+std::string toDotted(const SocketAddress& address)
+{
+    const sockaddr_in system = toSystem(address);
+    char text[INET_ADDRSTRLEN] = "";
+    inet_ntop(AF_INET, &system.sin_addr, text, sizeof text);
+    return text;
+}
+
+bool bindSocket(int descriptor, const SocketAddress& address)
+{
+    const sockaddr_in local = toSystem(address);
+    return bind(toHandle(descriptor), reinterpret_cast<const sockaddr*>(&local), sizeof local) == 0;
+}
+
+bool bindForConnect(int descriptor)
+{
+    return bindSocket(descriptor, anyAddress(0));
+}
+
+bool connectSocket(int descriptor, const SocketAddress& address)
+{
+    const sockaddr_in peer = toSystem(address);
+    return connect(toHandle(descriptor), reinterpret_cast<const sockaddr*>(&peer), sizeof peer) == 0;
+}
+
+bool listenOn(int descriptor, int backlog)
+{
+    return listen(toHandle(descriptor), backlog) == 0;
+}
+
+int acceptConnection(int descriptor, SocketAddress& peer)
+{
+    sockaddr_in address = {};
+    int size = sizeof address;
+    const SOCKET accepted = accept(toHandle(descriptor), reinterpret_cast<sockaddr*>(&address), &size);
+    peer = fromSystem(address);
+    return toDescriptor(accepted);
+}
+
+int getBoundPort(int descriptor)
+{
+    sockaddr_in address = {};
+    int size = sizeof address;
+    if (getsockname(toHandle(descriptor), reinterpret_cast<sockaddr*>(&address), &size) != 0 || address.sin_port == 0)
+        return -1;
+    return ntohs(address.sin_port);
+}
+
+int waitReadable(int descriptor, std::chrono::microseconds limit)
+{
+    fd_set watched;
+    FD_ZERO(&watched);
+    FD_SET(toHandle(descriptor), &watched);
+    timeval time = {};
+    time.tv_sec = static_cast<long>(limit.count() / 1000000);
+    time.tv_usec = static_cast<long>(limit.count() % 1000000);
+    const int result = select(0, &watched, nullptr, nullptr, limit.count() < 0 ? nullptr : &time);
+    return result == SOCKET_ERROR ? -1 : result;
+}
+
+bool isPeerGone(int descriptor)
+{
+    const int ready = waitReadable(descriptor, std::chrono::microseconds(0));
+    char byte;
+    return ready < 0 || (ready > 0 && recv(toHandle(descriptor), &byte, 1, MSG_PEEK) <= 0);
+}
+
+int receiveBytes(int descriptor, void* buffer, int size)
+{
+    if (size < 0)
+        return -1;
+    return recv(toHandle(descriptor), static_cast<char*>(buffer), size, 0);
+}
+
+int receiveFrom(int descriptor, void* buffer, int size, SocketAddress& sender)
+{
+    if (size < 0)
+        return -1;
+    sockaddr_in address = {};
+    int addressSize = sizeof address;
+    const int received = recvfrom(toHandle(descriptor), static_cast<char*>(buffer), size, 0,
+                                  reinterpret_cast<sockaddr*>(&address), &addressSize);
+    if (received >= 0)
+        sender = fromSystem(address);
+    return received;
+}
+
+int sendBytes(int descriptor, const void* data, int size)
+{
+    if (size < 0)
+        return -1;
+    return send(toHandle(descriptor), static_cast<const char*>(data), size, 0);
+}
+
+int sendTo(int descriptor, const void* data, int size, const SocketAddress& receiver)
+{
+    if (size < 0)
+        return -1;
+    const sockaddr_in address = toSystem(receiver);
+    return sendto(toHandle(descriptor), static_cast<const char*>(data), size, 0,
+                  reinterpret_cast<const sockaddr*>(&address), sizeof address);
+}
+
+} // namespace platform
+} // namespace tbr

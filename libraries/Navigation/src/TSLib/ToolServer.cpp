@@ -1,0 +1,354 @@
+#include <TSLib/ToolServer.h>
+
+#include <TSBase/ReplayTL.h>
+#include <TSClientInterface/CaClientStreamSocket.h>
+#include <TSClientInterface/SocketPlatform.h>
+#include <TSLib/ClientSocketInterface.h>
+
+#include <tbrBase/FilePlatform.h>
+#include <tbrBase/WatchdogException.h>
+#include <tbrBase/msleep.h>
+#include <tbrBase/safelyDeleteThreadedObject.h>
+#include <tbrCore/DLLManager.h>
+#include <tbrCore/Log.h>
+
+#include <QCoreApplication>
+#include <QThread>
+#include <QThreadPool>
+#include <QTimer>
+#include <QtConcurrent>
+
+#include <algorithm>
+#include <chrono>
+#include <condition_variable>
+#include <iostream>
+#include <mutex>
+#include <sstream>
+
+namespace
+{
+
+constexpr int START_DELAY_MS = 500;
+constexpr std::chrono::milliseconds POLL_PERIOD(50);
+const char* const EVERY_ADDRESS = "0.0.0.0";
+
+const void* currentThread()
+{
+    return QThread::currentThread();
+}
+
+/// A value that one thread hands to another, which waits for it at most for some time.
+class Completion
+{
+public:
+    void signal()
+    {
+        const std::lock_guard<std::mutex> lock(m_Mutex);
+        m_IsDone = true;
+        m_Condition.notify_all();
+    }
+    bool waitFor(std::chrono::milliseconds limit)
+    {
+        std::unique_lock<std::mutex> lock(m_Mutex);
+        return m_Condition.wait_for(lock, limit, [this] { return m_IsDone; });
+    }
+
+private:
+    std::mutex m_Mutex; // guards m_IsDone
+    std::condition_variable m_Condition;
+    bool m_IsDone = false;
+};
+
+} // namespace
+
+ToolServer::ToolServer(const std::string& pluginDirectory, const std::string& moduleName,
+                       const std::string& logFileName, bool replay, bool replayOption)
+    : m_Toollist(nullptr), m_Port(DEFAULT_PORT), m_LogFileName(logFileName), m_IsReplay(replay),
+      m_ReplayOption(replayOption), m_StopRequested(false), m_IsListening(false), m_IsRunning(false),
+      m_BindAddress(EVERY_ADDRESS), m_MaximumClients(0)
+{
+    if (m_IsReplay)
+        TBR_LOG("toolserver") << "Using replay module as camera plugin.\n";
+    else
+    {
+        if (!pluginDirectory.empty())
+        {
+            TBR_LOG("toolserver") << "Using \"" << pluginDirectory << "\" as directory for TS plugins.\n";
+            showModuleList(pluginDirectory);
+            m_ModulePath = pluginDirectory + "/";
+        }
+        else
+            TBR_LOG("toolserver") << "Using library path provided by the system as directory for TS plugins.\n";
+        m_ModulePath += moduleName + DLLManager::GetDLLExtension();
+        TBR_LOG("toolserver") << "Trying to load \"" << m_ModulePath << "\" as camera plugin.\n";
+    }
+    QTimer::singleShot(START_DELAY_MS, this, SLOT(run()));
+}
+
+ToolServer::~ToolServer()
+{
+    TBR_LOG("toolserver") << "\n\nTS 3.0 - SHUTDOWN REQUESTED ...\n\n";
+    // All are told first, so that together they take no longer than the slowest.
+    for (const auto& session : m_Sessions)
+        session->requestStop();
+    m_Sessions.clear();
+    stopCamera();
+    m_Factory.reset();
+    TBR_LOG("toolserver") << "\n... SHUTDOWN COMPLETED!\n\n";
+}
+
+void ToolServer::stopCamera()
+{
+    if (m_Toollist)
+        m_Toollist->stopLogging();
+    tbr::safelyDeleteThreadedObject(m_Toollist);
+    m_Toollist = nullptr;
+    if (!m_CameraThread)
+        return;
+    m_CameraThread->quit();
+    m_CameraThread->wait();
+}
+
+void ToolServer::setPort(int port)
+{
+    m_Port = port;
+}
+
+void ToolServer::setBindAddress(const std::string& address)
+{
+    m_BindAddress = address;
+}
+
+void ToolServer::setAllowedClients(const AddressFilter& filter)
+{
+    m_AllowedClients = filter;
+}
+
+void ToolServer::setMaximumClients(int count)
+{
+    m_MaximumClients = count;
+}
+
+int ToolServer::getPort() const
+{
+    return m_Port;
+}
+
+const std::string& ToolServer::getBindAddress() const
+{
+    return m_BindAddress;
+}
+
+Toollist* ToolServer::getToollist() const
+{
+    return m_Toollist;
+}
+
+void ToolServer::terminateMainThread()
+{
+    m_StopRequested = true;
+    wakeAccept();
+}
+
+/// Ends a wait for clients by connecting to ourselves.
+void ToolServer::wakeAccept()
+{
+    if (!m_IsListening)
+        return;
+    CaClientStreamSocket waker;
+    waker.open(m_BindAddress == EVERY_ADDRESS ? "localhost" : m_BindAddress.c_str(), m_Port);
+}
+
+int ToolServer::run()
+{
+    if (m_IsRunning)
+        return 1;
+    m_IsRunning = true;
+    const int result = serve();
+    m_IsRunning = false;
+    emit finished(result);
+    return result;
+}
+
+int ToolServer::serve()
+{
+    TBR_LOG("toolserver") << "     - TS main thread (" << currentThread() << ") started\n";
+    if (!m_Toollist)
+        m_Toollist = createToollist(m_ModulePath);
+    if (!m_Toollist)
+    {
+        emit startFailed(QString::fromStdString(m_Factory->getErrorMessage().empty()
+                                                    ? "The camera module \"" + m_ModulePath + "\" made no tool list"
+                                                    : m_Factory->getErrorMessage()));
+        return 1;
+    }
+    startCamera();
+    openPort();
+    TBR_LOG("toolserver") << "Main thread (" << currentThread() << ") running.\n\n";
+    acceptClients();
+    std::cout << "finished\n" << std::flush;
+    return 0;
+}
+
+/// Reports the camera's status, begins to replay or record, and gives the camera its thread.
+void ToolServer::startCamera()
+{
+    if (m_Toollist->getStatus() != 0)
+    {
+        TBR_LOG("toolserver") << "\n\nError starting up TS 3.0!\n";
+        TBR_LOG("toolserver") << "Waiting for clients to request error status ...\n";
+    }
+    else
+        TBR_LOG("toolserver") << "\n\nTS 3.0 successfully started ...\n\n";
+
+    if (!m_LogFileName.empty())
+    {
+        if (m_IsReplay && !m_Toollist->startReplay())
+            emit startFailed("The tracking log \"" + QString::fromStdString(m_LogFileName) +
+                             "\" cannot be replayed: it is missing, unreadable or not a complete tracking log");
+        else if (!m_IsReplay && !m_Toollist->startLogging(m_LogFileName))
+            emit startFailed("The tracking log \"" + QString::fromStdString(m_LogFileName) + "\" cannot be written");
+    }
+
+    m_CameraThread = std::make_unique<QThread>();
+    m_Toollist->moveToThread(m_CameraThread.get());
+    m_CameraThread->start(QThread::InheritPriority);
+    m_CameraThread->setPriority(QThread::HighPriority);
+}
+
+void ToolServer::openPort()
+{
+    const bool isOpen = m_BindAddress == EVERY_ADDRESS ? open(m_Port) == 0 : open(m_BindAddress, m_Port) == 0;
+    if (!isOpen || listen() != 0)
+    {
+        TBR_LOG("toolserver") << "Error on main socket - while opening the socket.\n";
+        emit startFailed("Port " + QString::number(m_Port) + " on " + QString::fromStdString(m_BindAddress) +
+                         " cannot be opened: it is in use, not permitted, or the address is not this machine's");
+        return;
+    }
+    m_Port = getPortNumber();
+    m_IsListening = true;
+    emit listening(QString::fromStdString(m_BindAddress), m_Port);
+}
+
+void ToolServer::acceptClients()
+{
+    while (!m_StopRequested)
+    {
+        const AcceptedClient client = waitForClient();
+        std::cout << "new client connection\n" << std::flush;
+        if (client.result < 0)
+        {
+            tbr::msleep(static_cast<int>(POLL_PERIOD.count())); // what is lacking (a descriptor, say) may come back
+            QCoreApplication::processEvents();
+            continue;
+        }
+        if (m_StopRequested || !mayComeIn(client))
+        {
+            tbr::platform::closeSocket(client.socket);
+            continue;
+        }
+        TBR_LOG("toolserver") << "\t\tMain thread (" << currentThread() << ") request on main socket (" << m_Port
+                              << std::endl;
+        TBR_LOG("toolserver") << ") from client: " << client.address << std::endl;
+        startSession(client);
+        QCoreApplication::processEvents();
+    }
+}
+
+/// Waits for a client on a thread of the pool, while this thread goes on with its pending events.
+ToolServer::AcceptedClient ToolServer::waitForClient()
+{
+    AcceptedClient client;
+    Completion completion;
+    QFuture<int> accept = QtConcurrent::run(
+        [&]
+        {
+            client.result = waitForClientRequest2(&client.socket, &client.address);
+            completion.signal();
+            return client.result;
+        });
+    while (!completion.waitFor(POLL_PERIOD))
+    {
+        QCoreApplication::processEvents();
+        if (m_StopRequested)
+            wakeAccept(); // again: the first wake may have come before the wait had begun
+    }
+    accept.waitForFinished();
+    return client;
+}
+
+bool ToolServer::mayComeIn(const AcceptedClient& client) const
+{
+    if (!m_AllowedClients.allows(client.address))
+    {
+        TBR_LOG("toolserver") << "A client from " << client.address << " is not allowed and was sent away."
+                              << std::endl;
+        return false;
+    }
+    if (m_MaximumClients > 0 && m_Sessions.size() >= static_cast<std::size_t>(m_MaximumClients))
+    {
+        TBR_LOG("toolserver") << "A client from " << client.address << " was sent away: there are " << m_Sessions.size()
+                              << " clients already." << std::endl;
+        return false;
+    }
+    return true;
+}
+
+void ToolServer::startSession(const AcceptedClient& client)
+{
+    m_Sessions.push_back(std::make_unique<ClientSocketInterface>(client.socket, m_Toollist));
+    ClientSocketInterface* clientSocketInterface = m_Sessions.back().get();
+    tbr::assertHolds(
+        connect(clientSocketInterface, SIGNAL(connectionTerminated()), this, SLOT(clientSocketInterfaceExit())),
+        "connect(clientSocketInterface, SIGNAL(connectionTerminated()), this, SLOT(clientSocketInterfaceExit()))",
+        "TSLib/ToolServer.cpp", 283);
+    if (clientSocketInterface->hasTerminated()) // before its signal was connected
+        deleteSession(clientSocketInterface);
+}
+
+void ToolServer::clientSocketInterfaceExit()
+{
+    const auto* session = static_cast<const ClientSocketInterface*>(sender());
+    if (!deleteSession(session))
+        TBR_LOG("toolserver") << "Suiciding thread " << currentThread() << " doesn't belong to a client server.\n";
+    TBR_LOG("toolserver") << "\t\tTerminating client thread " << currentThread() << std::endl;
+}
+
+/// Deletes a session and takes it off the list; false when it is not on the list.
+bool ToolServer::deleteSession(const ClientSocketInterface* session)
+{
+    const auto found = std::find_if(m_Sessions.begin(), m_Sessions.end(),
+                                    [session](const auto& candidate) { return candidate.get() == session; });
+    if (!session || found == m_Sessions.end())
+        return false;
+    std::ostringstream line;
+    line << "current thread " << currentThread() << "\n";
+    std::cout << line.str() << std::flush;
+    TBR_LOG("toolserver") << "\t\tClient interface at socket " << session->getSocketNumber() << std::endl;
+    m_Sessions.erase(found);
+    return true;
+}
+
+Toollist* ToolServer::createToollist(const std::string& modulePath)
+{
+    if (m_IsReplay)
+        return new ReplayTL(m_LogFileName, m_ReplayOption);
+
+    m_Factory = std::make_unique<DLLFactory<ToollistFactory>>(modulePath.c_str());
+    if (m_Factory->getFactory())
+        return m_Factory->getFactory()->createInstance();
+    TBR_LOG("toolserver") << "Error opening DLL!" << std::endl;
+    if (!m_Factory->getErrorMessage().empty())
+        TBR_LOG("toolserver") << "DLL Error: " << m_Factory->getErrorMessage() << std::endl;
+    return nullptr;
+}
+
+void ToolServer::showModuleList(const std::string& directory)
+{
+    const std::vector<std::string> names = tbr::platform::listFiles(directory, DLLManager::GetDLLExtension());
+    if (names.empty())
+        TBR_LOG("toolserver") << "Error finding file.\n";
+    for (const std::string& name : names)
+        TBR_LOG("toolserver") << name << std::endl;
+}

@@ -1,0 +1,113 @@
+#pragma once
+
+#include <TSBase/Toollist.h>
+#include <TSClientInterface/CaServerStreamSocket.h>
+#include <TSLib/AddressFilter.h>
+
+#include <tbrCore/DLLFactory.h>
+
+#include <atomic>
+#include <memory>
+#include <string>
+#include <vector>
+
+class ClientSocketInterface;
+class QThread;
+
+/// The server end of the tracking protocol: loads a camera module, or replays a recording in its place, listens, and
+/// gives every client a session of its own.
+///
+/// Constructed -> (500 ms) run() -> serving -> terminateMainThread() -> run() returns -> destructor.
+///
+/// Thread: construct it on a thread with an event loop; run() then occupies that thread, and lets its pending events
+/// run, until the server is told to stop. Sessions are made and deleted there. The camera module lives in a thread of
+/// its own, each session in another, and one thread of the global pool waits for clients. terminateMainThread() may be
+/// called from any thread. Ownership: the server owns the tool list, the camera's thread and the sessions.
+class TBR_NAVIGATION_EXPORT ToolServer : public CaServerStreamSocket
+{
+    Q_OBJECT
+
+public:
+    static constexpr int DEFAULT_PORT = 2222;
+
+    /// Prepares a server and schedules run(). The module is `moduleName` in `pluginDirectory`; with an empty directory
+    /// it is looked up on the system's library path. With `replay` no module is loaded and `logFileName` is played,
+    /// repeatedly with `replayOption`; otherwise a `logFileName` that is not empty is recorded to. Texts are UTF-8.
+    ToolServer(const std::string& pluginDirectory, const std::string& moduleName, const std::string& logFileName,
+               bool replay, bool replayOption);
+    ~ToolServer() override;
+
+    /// Before run(): the port to listen on (0 lets the system choose), the one address to listen on (default: all), the
+    /// networks that clients may come from (default: all), the most clients at a time (default 0: no limit). A client
+    /// that may not come in sees its connection closed.
+    void setPort(int port);
+    void setBindAddress(const std::string& address);
+    void setAllowedClients(const AddressFilter& filter);
+    void setMaximumClients(int count);
+
+    /// The port that clients connect to: as set, or as chosen by the system once the server listens.
+    int getPort() const;
+    const std::string& getBindAddress() const;
+    /// The tools that clients are served from; null before run() and when no module could be loaded.
+    Toollist* getToollist() const;
+
+    /// Makes run() return soon. Does not wait.
+    void terminateMainThread();
+
+    /// The replay list or the camera module's list; null, with the reason in the log, when the module cannot be loaded.
+    Toollist* createToollist(const std::string& modulePath);
+    /// Logs the names of the modules in a directory.
+    void showModuleList(const std::string& directory);
+
+public slots:
+    /// The server's main loop. Returns 0 when it was told to stop, 1 when there is no tool list to serve. Scheduled by
+    /// the constructor; a second call while it runs returns 1.
+    int run();
+    /// Deletes the session that sent the signal.
+    void clientSocketInterfaceExit();
+
+signals:
+    /// Clients can connect now.
+    void listening(const QString& address, int port);
+    /// Something that was asked for could not be had: the module, the replay or recording file, the port. run() goes on
+    /// wherever it can, for an application that can do without; others call terminateMainThread().
+    void startFailed(const QString& reason);
+    /// run() is about to return `result`.
+    void finished(int result);
+
+private:
+    struct AcceptedClient
+    {
+        int result = -1;
+        int socket = -1;
+        std::string address;
+    };
+
+    int serve();
+    void startCamera();
+    void openPort();
+    void acceptClients();
+    AcceptedClient waitForClient();
+    void wakeAccept();
+    bool mayComeIn(const AcceptedClient& client) const;
+    void startSession(const AcceptedClient& client);
+    bool deleteSession(const ClientSocketInterface* session);
+    void stopCamera();
+
+    Toollist* m_Toollist;
+    std::unique_ptr<QThread> m_CameraThread;
+    std::atomic<int> m_Port;
+    std::unique_ptr<DLLFactory<ToollistFactory>> m_Factory;
+    std::vector<std::unique_ptr<ClientSocketInterface>> m_Sessions; // in order of connection
+    std::string m_ModulePath;
+    const std::string m_LogFileName;
+    const bool m_IsReplay;
+    const bool m_ReplayOption;
+    std::atomic<bool> m_StopRequested;
+
+    std::atomic<bool> m_IsListening;
+    bool m_IsRunning;
+    std::string m_BindAddress;
+    AddressFilter m_AllowedClients;
+    int m_MaximumClients;
+};
