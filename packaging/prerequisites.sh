@@ -1,0 +1,29 @@
+# Installs what a build needs on Debian 12. Sourced by ./run and ./check; does nothing when all is there.
+# shellcheck shell=bash
+
+TBR_PACKAGES=(g++ cmake ninja-build ccache qtbase5-dev libeigen3-dev libspdlog-dev libgtest-dev libgmock-dev libbenchmark-dev)
+
+install_prerequisites() {
+    local missing=() package
+    for package in "${TBR_PACKAGES[@]}"; do
+        dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q 'ok installed' || missing+=("$package")
+    done
+    [ ${#missing[@]} -eq 0 ] && return 0
+
+    command -v apt-get >/dev/null || { echo "Please install: ${missing[*]} (this script knows apt-get only)" >&2; return 1; }
+    local as_root=()
+    if [ "$(id -u)" -ne 0 ]; then
+        command -v sudo >/dev/null || { echo "Please install as root: apt-get install ${missing[*]}" >&2; return 1; }
+        as_root=(sudo)
+    fi
+    echo "Installing: ${missing[*]}"
+    "${as_root[@]}" apt-get update -qq &&
+        "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+}
+
+# build_preset PRESET: configures and builds; prints only what is needed to follow it.
+build_preset() {
+    cmake --preset "$1" >"build-$1.log" 2>&1 || { cat "build-$1.log" >&2; return 1; }
+    rm -f "build-$1.log"
+    cmake --build --preset "$1"
+}
