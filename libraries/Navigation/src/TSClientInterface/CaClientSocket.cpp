@@ -42,7 +42,7 @@ int CaClientSocket::write(const void* buffer, int size)
         TBR_LOG("ERROR") << "attempt to write to a closed socket" << std::endl;
         return SocketResult::NOT_OPEN;
     }
-    if (platform::sendBytes(m_Descriptor, buffer, size) == size)
+    if (size >= 0 && platform::sendBytes(m_Descriptor, buffer, size) == size)
         return SocketResult::SUCCESS;
     TBR_LOG("ERROR") << "write(): failed" << std::endl;
     return SocketResult::NOT_SENT;

@@ -43,7 +43,7 @@ int CaServerSocket::write(const void* buffer, int size)
         TBR_LOG("ERROR") << "attempt to write to a closed socket" << std::endl;
         return SocketResult::NOT_OPEN;
     }
-    if (platform::sendTo(m_Descriptor, buffer, size, m_ClientAddress) == size)
+    if (size >= 0 && platform::sendTo(m_Descriptor, buffer, size, m_ClientAddress) == size)
         return SocketResult::SUCCESS;
     TBR_LOG("ERROR") << "sendto(): failed" << std::endl;
     return SocketResult::NOT_SENT;

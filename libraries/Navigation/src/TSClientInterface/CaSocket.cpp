@@ -146,11 +146,9 @@ int CaSocket::connectToHost(const char* hostName, int portNumber)
         TBR_LOG("ERROR") << "gethostbyname(): failed" << std::endl;
         return SocketResult::UNKNOWN_HOST;
     }
-    if (!platform::bindForConnect(m_Descriptor))
-    {
-        TBR_LOG("ERROR") << "bind(): failed" << std::endl;
-        return SocketResult::NOT_CONNECTED;
-    }
+    const int bound = bindTo(platform::anyAddress(0));
+    if (bound != SocketResult::SUCCESS)
+        return bound;
     if (!platform::connectSocket(m_Descriptor, server))
     {
         TBR_LOG("ERROR") << "connect(): failed" << std::endl;

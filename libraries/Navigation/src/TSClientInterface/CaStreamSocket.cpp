@@ -223,7 +223,7 @@ int CaStreamSocket::writeFrames(const char* bytes, int size)
 {
     if (!m_IsOpen)
         return reportWriteToClosed();
-    if (platform::sendBytes(m_Descriptor, bytes, size) != size)
+    if (size < 0 || platform::sendBytes(m_Descriptor, bytes, size) != size)
         return reportNotSent();
     return SocketResult::SUCCESS;
 }

@@ -54,9 +54,6 @@ TBR_NAVIGATION_EXPORT bool resolveHost(const char* hostName, int port, SocketAdd
 TBR_NAVIGATION_EXPORT std::string toDotted(const SocketAddress& address);
 
 TBR_NAVIGATION_EXPORT bool bindSocket(int descriptor, const SocketAddress& address);
-/// Binds to every address and a port of the system's choice, as a socket needs it that connects next. Where the system
-/// can, it chooses the port only then, and so never one that is still in use with the same peer.
-TBR_NAVIGATION_EXPORT bool bindForConnect(int descriptor);
 /// Connects, or fixes the peer of a datagram socket. Blocks until it is decided if the socket is in blocking mode.
 TBR_NAVIGATION_EXPORT bool connectSocket(int descriptor, const SocketAddress& address);
 /// Lets a bound socket take connections; fails for a socket that was never bound.

@@ -205,16 +205,6 @@ bool bindSocket(int descriptor, const SocketAddress& address)
     return bind(descriptor, reinterpret_cast<const sockaddr*>(&local), ADDRESS_SIZE) == 0;
 }
 
-bool bindForConnect(int descriptor)
-{
-#ifdef IP_BIND_ADDRESS_NO_PORT
-    // Only a wish: without it the port is chosen now, which does as well while few connections come and go.
-    const int on = 1;
-    setOption(descriptor, IPPROTO_IP, IP_BIND_ADDRESS_NO_PORT, on);
-#endif
-    return bindSocket(descriptor, anyAddress(0));
-}
-
 bool connectSocket(int descriptor, const SocketAddress& address)
 {
     const sockaddr_in peer = toSystem(address);

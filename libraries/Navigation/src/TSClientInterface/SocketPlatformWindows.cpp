@@ -182,11 +182,6 @@ bool bindSocket(int descriptor, const SocketAddress& address)
     return bind(toHandle(descriptor), reinterpret_cast<const sockaddr*>(&local), sizeof local) == 0;
 }
 
-bool bindForConnect(int descriptor)
-{
-    return bindSocket(descriptor, anyAddress(0));
-}
-
 bool connectSocket(int descriptor, const SocketAddress& address)
 {
     const sockaddr_in peer = toSystem(address);
