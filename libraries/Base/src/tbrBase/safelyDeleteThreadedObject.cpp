@@ -91,6 +91,7 @@ void safelyDeleteThreadedObject(QObject* object)
         thread->wait();
         if (!gone->waitFor(std::chrono::milliseconds(0)))
             delete undertaker;
+        return;
     }
 }
 
