@@ -8,8 +8,9 @@
 /// Lets many threads read a shared structure without a lock while others replace it: a writer publishes the new
 /// structure through an atomic pointer, waits here until nobody can still see the old one, and then frees it.
 ///
-/// Readers never wait and never make each other wait. A writer waits only for readers that had begun before it, so it
-/// cannot be starved; readers must keep their sections short and must not become writers inside them.
+/// Readers never wait and never make each other wait. A writer waits for the readers that had begun before it, and at
+/// most for those that began while it did so; it cannot be starved. Readers must keep their sections short and must not
+/// become writers inside them.
 ///
 /// Why it is right: a reader counts itself before it loads the pointer, in one total order of all these operations. So
 /// a reader that loaded the old pointer was counted, in one of the two counters, before the new pointer was published.

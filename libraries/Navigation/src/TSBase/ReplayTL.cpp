@@ -63,7 +63,7 @@ bool ReplayTL::startReplay()
         return false;
     }
     std::cout << "starting replay timer async... \n" << std::flush;
-    QMetaObject::invokeMethod(m_ReplayTimer, "start", Qt::QueuedConnection, Q_ARG(int, REPLAY_PERIOD_MS));
+    runTimerWhile(m_ReplayRunning, m_ReplayTimer, REPLAY_PERIOD_MS, Qt::QueuedConnection);
     return true;
 }
 
@@ -91,7 +91,7 @@ void ReplayTL::stopReplay()
     if (!m_ReplayRunning)
         return;
     m_ReplayRunning = false;
-    QMetaObject::invokeMethod(m_ReplayTimer, "stop", Qt::AutoConnection);
+    runTimerWhile(m_ReplayRunning, m_ReplayTimer, REPLAY_PERIOD_MS, Qt::AutoConnection);
     closeFile();
 }
 
@@ -102,32 +102,39 @@ void ReplayTL::closeFile()
     m_ReplayFile = nullptr;
 }
 
-/// Reads how many slots follow; false when the rest of the file cannot hold that many.
+/// Reads how many slots follow; false when there is no count, or one that the rest of the file cannot hold.
 bool ReplayTL::readSlotCount(std::uint32_t& count)
 {
     char bytes[4];
     if (std::fread(bytes, 1, sizeof bytes, m_ReplayFile) != sizeof bytes)
         return false;
     count = static_cast<std::uint32_t>(record::BigEndian::getInt(bytes));
+    if (std::int64_t(count) * LogFormat::SLOT_TAG_SIZE <= bytesLeft())
+        return true;
+    TBR_LOG("toolserver") << LogFormat::SHORT_RECORD_MESSAGE;
+    return false;
+}
 
+/// How many bytes of the file are still to be read; -1 when that cannot be told.
+std::int64_t ReplayTL::bytesLeft()
+{
     const std::int64_t position = tbr::platform::tellFile(m_ReplayFile);
     if (position < 0 || !tbr::platform::seekFile(m_ReplayFile, 0, SEEK_END))
-        return false;
-    const std::int64_t rest = tbr::platform::tellFile(m_ReplayFile) - position;
-    return tbr::platform::seekFile(m_ReplayFile, position, SEEK_SET) &&
-           std::int64_t(count) * LogFormat::SLOT_TAG_SIZE <= rest;
+        return -1;
+    const std::int64_t size = tbr::platform::tellFile(m_ReplayFile);
+    return tbr::platform::seekFile(m_ReplayFile, position, SEEK_SET) ? size - position : -1;
 }
 
 bool ReplayTL::refreshToollistContent()
 {
-    std::vector<Tool*> tools;
     std::uint32_t slotCount = 0;
-    bool isComplete = false;
     if (!readSlotCount(slotCount))
     {
-        TBR_LOG("toolserver") << "ERROR in replay mode - could not read enough bytes for the tool list.\n";
-        slotCount = 0;
+        replaceTable(std::vector<Tool*>(getMaxNumberOfTools(), nullptr));
+        return false;
     }
+    std::vector<Tool*> tools;
+    bool isComplete = false;
     for (std::uint32_t slot = 0; slot < slotCount; ++slot)
     {
         tools.push_back(nullptr);
@@ -165,12 +172,11 @@ void ReplayTL::doReplay()
     {
         TBR_LOG("toolserver") << "Invalid replay handle.\n";
         handleFileEnd();
-        m_ReplayTimer->stop();
         return;
     }
-    if (std::fgetc(m_ReplayFile) == LogFormat::TOOL_LIST_TAG && !refreshToollistContent())
-        handleFileEnd();
-    if (m_ReplayFile && !refreshToolPosContent()) // the end of a single play has closed it
+    const bool isToolList = std::fgetc(m_ReplayFile) == LogFormat::TOOL_LIST_TAG;
+    const bool isComplete = (!isToolList || refreshToollistContent()) && refreshToolPosContent();
+    if (!isComplete)
         handleFileEnd();
 }
 

@@ -2,6 +2,7 @@
 
 #include <TSBase/Toollist.h>
 
+#include <atomic>
 #include <cstdint>
 #include <cstdio>
 #include <mutex>
@@ -62,6 +63,7 @@ private slots:
 private:
     bool readHeader();
     bool readSlotCount(std::uint32_t& count);
+    std::int64_t bytesLeft();
     bool readFirstFrame();
     void closeFile();
 
@@ -70,7 +72,7 @@ private:
 
     std::recursive_mutex
         m_ReplayMutex; // guards all below; held while the file is read (the end of the file stops the replay)
-    bool m_ReplayRunning;
+    std::atomic<bool> m_ReplayRunning; // atomic for the timer, which looks at it without the mutex
     std::FILE* m_ReplayFile;
     std::int64_t m_RestartPosition;
     QTimer* m_ReplayTimer; // set once, by the constructor

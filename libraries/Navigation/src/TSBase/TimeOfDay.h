@@ -4,7 +4,7 @@
 
 /// gettimeofday(timeval*, timezone*): seconds and microseconds since 1970-01-01 00:00 UTC. On POSIX it is the C
 /// library's own; on Windows this library exports it, with minutes west of Greenwich and the daylight flag of the
-/// runtime in the time-zone record. Either pointer may be null; the result is 0.
+/// runtime in the time-zone record, and either pointer may be null. The result is 0.
 #ifdef Q_OS_WIN
 #include <winsock2.h>
 

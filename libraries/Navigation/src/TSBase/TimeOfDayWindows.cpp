@@ -18,12 +18,8 @@ int gettimeofday(timeval* time, timezone* zone)
     }
     if (zone)
     {
-        static bool isZoneKnown = false;
-        if (!isZoneKnown)
-        {
-            _tzset();
-            isZoneKnown = true;
-        }
+        static const bool isZoneKnown = (_tzset(), true); // once, whichever thread comes first
+        (void)isZoneKnown;
         long offsetSeconds = 0;
         int daylight = 0;
         _get_timezone(&offsetSeconds);

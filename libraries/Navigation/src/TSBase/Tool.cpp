@@ -81,8 +81,7 @@ Tool::Tool(std::FILE* stream, unsigned int avgBufferSize)
 {
     if (!readContent(stream))
     {
-        TBR_LOG("toolserver") << "ERROR during creation of the tool in replay mode - could not read enough bytes from "
-                                 "logstream handle.\n";
+        TBR_LOG("toolserver") << LogFormat::SHORT_RECORD_MESSAGE;
         return;
     }
     m_RealMarkerPositions.assign(m_RealMarkers.size(), invalidVector);

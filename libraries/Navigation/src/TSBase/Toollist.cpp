@@ -11,23 +11,12 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
+#include <system_error>
 
 namespace
 {
 
 constexpr int LOGGING_PERIOD_MS = 50;
-
-/// Starts or stops a timer on the timer's own thread, whichever thread asks.
-void startWhereItLives(QTimer* timer, int periodMs)
-{
-    QMetaObject::invokeMethod(timer, "start", Qt::AutoConnection, Q_ARG(int, periodMs));
-}
-
-void stopWhereItLives(QTimer* timer)
-{
-    QMetaObject::invokeMethod(timer, "stop", Qt::AutoConnection);
-}
 
 } // namespace
 
@@ -281,28 +270,29 @@ bool Toollist::startLogging(const std::string& fileName)
         TBR_LOG("toolserver") << "logging is already running\n";
         return false;
     }
-
     m_LogFile = tbr::platform::openFile(fileName, "w+");
-    if (m_LogFile)
-    {
-        // Blocks are put together in memory and leave in one write, so that a crash cuts at most the last one short.
-        std::setvbuf(m_LogFile, nullptr, _IONBF, 0);
-        m_LogSize = 0;
-        m_LogFailed = false;
-        m_LogBlock.assign(LogFormat::HEADER, LogFormat::HEADER + LogFormat::HEADER_SIZE);
-        const Reading reading(*this);
-        m_LastLoggedChangeCount = m_ToolChangeCount;
-        appendToollistBlock(reading.table());
-    }
-    if (!m_LogFile || !writeLogBlock())
+    if (!m_LogFile || !beginLog())
     {
         closeLog();
         TBR_LOG("toolserver") << "error openening log file name: " << fileName << std::endl;
         return false;
     }
     m_LoggingRunning = true;
-    startWhereItLives(m_LoggingTimer, LOGGING_PERIOD_MS);
+    runTimerWhile(m_LoggingRunning, m_LoggingTimer, LOGGING_PERIOD_MS, Qt::AutoConnection);
     return true;
+}
+
+/// Writes the header and the first tool list to the new file.
+bool Toollist::beginLog()
+{
+    // Blocks are put together in memory and leave in one write, so that a crash cuts at most the last one short.
+    std::setvbuf(m_LogFile, nullptr, _IONBF, 0);
+    m_LogSize = 0;
+    m_LogFailed = false;
+    m_LogBlock.assign(LogFormat::HEADER, LogFormat::HEADER + LogFormat::HEADER_SIZE);
+    m_LastLoggedChangeCount = m_ToolChangeCount; // before the table is read: see doLog()
+    appendToollistBlock(Reading(*this).table());
+    return writeLogBlock() == 0;
 }
 
 void Toollist::stopLogging()
@@ -311,8 +301,21 @@ void Toollist::stopLogging()
     if (!m_LoggingRunning)
         return;
     m_LoggingRunning = false;
-    stopWhereItLives(m_LoggingTimer);
+    runTimerWhile(m_LoggingRunning, m_LoggingTimer, LOGGING_PERIOD_MS, Qt::AutoConnection);
     closeLog();
+}
+
+/// The flag is looked at on the timer's thread, so that the last change counts, whichever threads ask in which order.
+void Toollist::runTimerWhile(const std::atomic<bool>& isRunning, QTimer* timer, int periodMs, Qt::ConnectionType how)
+{
+    const auto follow = [&isRunning, timer, periodMs]
+    {
+        if (!isRunning)
+            timer->stop();
+        else if (!timer->isActive())
+            timer->start(periodMs);
+    };
+    QMetaObject::invokeMethod(timer, follow, how);
 }
 
 void Toollist::closeLog()
@@ -328,18 +331,18 @@ void Toollist::doLog()
     if (!m_LoggingEnabled || !m_LogFile)
         return;
 
+    // A module counts a change after it has made it. So a count that is read before the table never claims a tool list
+    // that is newer than the one recorded: at worst the next tick records it once more.
+    const int changeCount = m_ToolChangeCount;
     m_LogBlock.clear();
     {
         const Reading reading(*this); // one table for both blocks: the second is read with the help of the first
-        const int changeCount = m_ToolChangeCount;
         if (m_LastLoggedChangeCount != changeCount)
-        {
             appendToollistBlock(reading.table());
-            m_LastLoggedChangeCount = changeCount;
-        }
         appendPositionBlock(reading.table());
     }
-    writeLogBlock();
+    if (recordLogBlock())
+        m_LastLoggedChangeCount = changeCount; // a list that was not written is due again at the next tick
 }
 
 void Toollist::logToollistContent()
@@ -347,7 +350,7 @@ void Toollist::logToollistContent()
     const Lock lock(m_LogMutex);
     m_LogBlock.clear();
     appendToollistBlock(Reading(*this).table());
-    writeLogBlock();
+    recordLogBlock();
 }
 
 void Toollist::logToolPositions()
@@ -355,7 +358,7 @@ void Toollist::logToolPositions()
     const Lock lock(m_LogMutex);
     m_LogBlock.clear();
     appendPositionBlock(Reading(*this).table());
-    writeLogBlock();
+    recordLogBlock();
 }
 
 void Toollist::appendToollistBlock(const ToolTable& table)
@@ -389,27 +392,33 @@ void Toollist::appendPositionBlock(const ToolTable& table)
             tool->appendToolRTData(m_LogBlock);
 }
 
-/// Writes m_LogBlock to the file. A block that does not fit (the disk is full) is taken back, so that the file always
-/// ends with a complete one; that is logged once, and recording goes on when there is room again.
-bool Toollist::writeLogBlock()
+/// Writes m_LogBlock when a recording runs. A block that cannot be written is left out; the first of several is logged.
+bool Toollist::recordLogBlock()
 {
     if (!m_LogFile)
         return false;
+    const int error = writeLogBlock();
+    if (error != 0 && !m_LogFailed)
+        TBR_LOG("ERROR") << "The tracking log cannot be written (" << std::generic_category().message(error)
+                         << "); poses are not recorded until it can." << std::endl;
+    m_LogFailed = error != 0;
+    return error == 0;
+}
 
+/// Appends m_LogBlock to the file and returns 0, or the error number: what was written of the block is then taken back,
+/// so that the file always ends with a complete one.
+int Toollist::writeLogBlock()
+{
+    errno = 0;
     const std::size_t written = std::fwrite(m_LogBlock.data(), 1, m_LogBlock.size(), m_LogFile);
     if (written == m_LogBlock.size())
     {
         m_LogSize += static_cast<std::int64_t>(written);
-        m_LogFailed = false;
-        return true;
+        return 0;
     }
-
-    if (!m_LogFailed)
-        TBR_LOG("ERROR") << "The tracking log cannot be written (" << std::strerror(errno)
-                         << "); poses are not recorded until there is room again." << std::endl;
-    m_LogFailed = true;
+    const int error = errno != 0 ? errno : EIO;
     std::clearerr(m_LogFile);
     tbr::platform::truncateFile(m_LogFile, m_LogSize);
     tbr::platform::seekFile(m_LogFile, m_LogSize, SEEK_SET);
-    return false;
+    return error;
 }

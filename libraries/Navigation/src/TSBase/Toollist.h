@@ -142,7 +142,7 @@ protected:
 
     /// Sets what getStatus() and getErrorMsg() report.
     void setStatus(int status, const std::string& errorMsg);
-    /// Adds one to the change count.
+    /// Adds one to the change count. To be called after each change of the set of tools, not before it.
     void toolSetChanged();
 
     /// Each appends one block to the recording; nothing happens when none runs.
@@ -151,6 +151,10 @@ protected:
 
     /// Replaces the whole table and deletes the tools of the old one that are not in the new one.
     void replaceTable(std::vector<Tool*> tools);
+
+    /// Makes `timer`, a child of the list, run exactly while the flag is set, on the thread where it lives. To be
+    /// called after each change of the flag, from any thread. `how`: at once if that is this thread, or always queued.
+    static void runTimerWhile(const std::atomic<bool>& isRunning, QTimer* timer, int periodMs, Qt::ConnectionType how);
 
 private slots:
     void doLog();
@@ -162,7 +166,9 @@ private:
     void deleteWhenUnused(Tool* tool);
     void appendToollistBlock(const ToolTable& table);
     void appendPositionBlock(const ToolTable& table);
-    bool writeLogBlock();
+    bool beginLog();
+    bool recordLogBlock();
+    int writeLogBlock();
     void closeLog();
 
     std::atomic<int> m_Status;
@@ -186,7 +192,7 @@ private:
 
     std::mutex m_LogMutex; // guards all below; held while a block is written, by the camera's thread only
     bool m_LoggingEnabled;
-    bool m_LoggingRunning;
+    std::atomic<bool> m_LoggingRunning; // atomic for the timer, which looks at it without the mutex
     std::FILE* m_LogFile;
     std::int64_t m_LogSize; // up to the end of the last complete block
     bool m_LogFailed;

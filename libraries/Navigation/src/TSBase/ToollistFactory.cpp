@@ -7,7 +7,7 @@ ToollistFactory::ToollistFactory()
     TBR_LOG("toolserver") << "ToollistFactory constructor" << std::endl;
 }
 
-ToollistFactory::ToollistFactory(const ToollistFactory&) : ToollistFactory() {}
+ToollistFactory::ToollistFactory(const ToollistFactory&) = default;
 
 ToollistFactory& ToollistFactory::operator=(const ToollistFactory&) = default;
 

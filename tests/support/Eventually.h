@@ -1,0 +1,11 @@
+#pragma once
+
+#include <QTest>
+
+/// Whether `condition` comes true, looking at it again and again. Pending events run meanwhile.
+template <class Condition>
+bool eventually(Condition condition)
+{
+    constexpr int PATIENCE_MS = 30000;
+    return QTest::qWaitFor(condition, PATIENCE_MS);
+}
