@@ -1,0 +1,8 @@
+#include "Measure.h"
+
+Measure::~Measure() = default;
+
+bool Measure::isSteadyUnpinned() const
+{
+    return true;
+}
