@@ -1,6 +1,7 @@
 #include <TSClientInterface/CaInitializableTool.h>
 #include <TSClientInterface/CaToolList.h>
 #include <support/LogCapture.h>
+#include <support/RigidMotions.h>
 #include <support/ScriptedToolServer.h>
 #include <tbrCore/DLLManager.h>
 #include <tbrCore/Settings.h>
@@ -865,12 +866,7 @@ TEST_F(CaToolListTest, DerivesImaginaryPointsFromPoses)
          {ScriptedToolServer::tool("A", TRIANGLE, {{1, 0, 0}, {0, 2, 5}}), ScriptedToolServer::tool("B", SQUARE, TIP)});
     const Vector3d old(1, 1, 1);
     list.getTool("B")->setImags(&old);
-    Matrix3x3 quarterTurn; // about z: (x, y, z) becomes (-y, x, z)
-    quarterTurn[0][0] = 0.0;
-    quarterTurn[0][1] = -1.0;
-    quarterTurn[1][0] = 1.0;
-    quarterTurn[1][1] = 0.0;
-    server.nextPoses = {ScriptedToolServer::pose(1, "A", quarterTurn, Vector3d(10, 20, 30)),
+    server.nextPoses = {ScriptedToolServer::pose(1, "A", quarterTurnAboutZ(), Vector3d(10, 20, 30)),
                         ScriptedToolServer::pose(2)};
     server.forgetCalls();
 

@@ -1,5 +1,6 @@
 #include <TSClientInterface/CaTool.h>
 #include <support/EventLog.h>
+#include <support/RigidMotions.h>
 #include <support/ScriptedToolServer.h>
 
 #include <gmock/gmock.h>
@@ -16,17 +17,6 @@ using testing::IsEmpty;
 
 namespace
 {
-
-/// A rotation by 90 degrees about z: (x, y, z) becomes (-y, x, z).
-Matrix3x3 quarterTurnAboutZ()
-{
-    Matrix3x3 rotation;
-    rotation[0][0] = 0.0;
-    rotation[0][1] = -1.0;
-    rotation[1][0] = 1.0;
-    rotation[1][1] = 0.0;
-    return rotation;
-}
 
 /// A tool whose counts the test may change.
 class ResizableTool : public CaTool
