@@ -66,10 +66,10 @@ inline std::string integer(Order order, std::uint32_t value)
 inline std::string sent(Order order, std::initializer_list<double> values)
 {
     static const std::map<double, std::uint32_t> bits = {
-        {-1, 0xbf800000}, {0, 0x00000000},   {0.25, 0x3e800000}, {0.5, 0x3f000000}, {1, 0x3f800000},
-        {2, 0x40000000},  {3, 0x40400000},   {4, 0x40800000},    {5, 0x40a00000},   {6, 0x40c00000},
-        {7, 0x40e00000},  {8, 0x41000000},   {9, 0x41100000},    {1.3, 0x3fa66666}, {10, 0x41200000},
-        {20, 0x41a00000}, {1000, 0x447a0000}};
+        {-1, 0xbf800000}, {0, 0x00000000},    {0.25, 0x3e800000},  {0.5, 0x3f000000},  {1, 0x3f800000},
+        {2, 0x40000000},  {3, 0x40400000},    {4, 0x40800000},     {5, 0x40a00000},    {6, 0x40c00000},
+        {7, 0x40e00000},  {8, 0x41000000},    {9, 0x41100000},     {1.3, 0x3fa66666},  {10, 0x41200000},
+        {20, 0x41a00000}, {1000, 0x447a0000}, {1.275, 0x3fa33333}, {100.5, 0x42c90000}};
     std::string result;
     for (const double value : values)
         result += integer(order, bits.at(value));
@@ -94,7 +94,8 @@ inline std::string received(Order order, std::initializer_list<double> values)
         {3, {"00004040", "00808046"}},       {4, {"00008040", "00400047"}},     {5, {"0000a040", "00402047"}},
         {6, {"0000c040", "00404047"}},       {7, {"0000e040", "00406047"}},     {8, {"00000041", "00008242"}},
         {9, {"00001041", "00088245"}},       {10, {"00002041", "00040146"}},    {20, {"0000a041", "00412047"}},
-        {30, {"0000f041", "00417047"}},      {1000, {"00007a44", "0088f446"}},
+        {30, {"0000f041", "00417047"}},      {1000, {"00007a44", "0088f446"}},  {0.125, {"0000003e", "00007842"}},
+        {1.275, {"3333a33f", "8dce4c4e"}},
     };
     std::string result;
     for (const double value : values)
@@ -114,9 +115,9 @@ inline std::string packet(unsigned char kind, const std::string& toolName)
     return packet(kind) + nameField(toolName);
 }
 
-inline std::string acknowledgement()
+inline std::string acknowledgement(const std::string& padding = "000000")
 {
-    return bytes("14000000");
+    return bytes("14" + padding);
 }
 
 /// An error packet for a request that was shorter than its text's last byte.

@@ -49,9 +49,9 @@ std::string textOf(const std::vector<Vector3d>& points)
 /// What `plug` says about a tool.
 struct Description
 {
-    std::map<std::string, std::string> texts = {{"id", "0"},    {"gid", "0"},  {"second", ""}, {"owner", ""},
-                                                {"type", "0"},  {"start", "0"}, {"jacks", "0"}, {"real", ""},
-                                                {"imag", ""}};
+    std::map<std::string, std::string> texts = {{"id", "0"},    {"gid", "0"},  {"second", ""},
+                                                {"owner", ""},  {"type", "0"}, {"start", "0"},
+                                                {"jacks", "0"}, {"real", ""},  {"imag", ""}};
 
     explicit Description(std::istringstream& arguments)
     {
@@ -79,11 +79,10 @@ std::unique_ptr<Tool> copyOf(const Tool& tool, const std::string& name)
     record::PointList imaginaries;
     tool.copyRealMarkers(reals);
     tool.copyImaginaryMarkers(imaginaries);
-    return std::make_unique<Tool>(tool.getID(), tool.getGID(), name, tool.getSecondName(), tool.getOwner(),
-                                  tool.getType(), tool.getStartCalibrationPoint(), 0,
-                                  std::vector<Vector3d>(reals.points, reals.points + reals.held()),
-                                  std::vector<Vector3d>(imaginaries.points, imaginaries.points + imaginaries.held()),
-                                  tool.getNumberOfJacks(), 1);
+    return std::make_unique<Tool>(
+        tool.getID(), tool.getGID(), name, tool.getSecondName(), tool.getOwner(), tool.getType(),
+        tool.getStartCalibrationPoint(), 0, std::vector<Vector3d>(reals.points, reals.points + reals.held()),
+        std::vector<Vector3d>(imaginaries.points, imaginaries.points + imaginaries.held()), tool.getNumberOfJacks(), 1);
 }
 
 class TestCameraFactory : public ToollistFactory
@@ -97,12 +96,12 @@ public:
 TBR_EXPORT_FACTORY(ToollistFactory, TestCameraFactory)
 
 const std::map<std::string, TestCamera::Command> TestCamera::ourCommands = {
-    {"start", &TestCamera::start},     {"reset", &TestCamera::reset},     {"plug", &TestCamera::plug},
-    {"unplug", &TestCamera::unplug},   {"rename", &TestCamera::rename},   {"churn", &TestCamera::churn},
-    {"move", &TestCamera::move},       {"sweep", &TestCamera::sweep},     {"hide", &TestCamera::hide},
+    {"start", &TestCamera::start},     {"reset", &TestCamera::reset},      {"plug", &TestCamera::plug},
+    {"unplug", &TestCamera::unplug},   {"rename", &TestCamera::rename},    {"churn", &TestCamera::churn},
+    {"move", &TestCamera::move},       {"sweep", &TestCamera::sweep},      {"hide", &TestCamera::hide},
     {"markers", &TestCamera::markers}, {"switch", &TestCamera::setSwitch}, {"status", &TestCamera::status},
-    {"refuse", &TestCamera::refuse},   {"accept", &TestCamera::accept},   {"block", &TestCamera::block},
-    {"release", &TestCamera::release}, {"await", &TestCamera::await},     {"calls", &TestCamera::calls}};
+    {"refuse", &TestCamera::refuse},   {"accept", &TestCamera::accept},    {"block", &TestCamera::block},
+    {"release", &TestCamera::release}, {"await", &TestCamera::await},      {"calls", &TestCamera::calls}};
 
 TestCamera::TestCamera() : Toollist(SLOTS)
 {

@@ -24,8 +24,10 @@
 ///
 ///     start                                     let the server go on starting
 ///     reset                                     as it was at the beginning: no tools, status 0, nothing refused
-///     plug SLOT NAME [KEY=VALUE]...             a new tool, visible at the origin, instead of the one in the slot; keys
-///                                               id gid second owner type start jacks (numbers, texts) real imag (points)
+///     plug SLOT NAME [KEY=VALUE]...             a new tool, visible at the origin, instead of the one in the slot;
+///     keys
+///                                               id gid second owner type start jacks (numbers, texts) real imag
+///                                               (points)
 ///     unplug NAME                               take it away
 ///     rename NAME NEWNAME                       replace it by an equal tool of another name
 ///     churn NAME COUNT                          replace it COUNT times by an equal one
@@ -38,7 +40,8 @@
 ///     refuse|accept createTool|initTool|updateCalibration
 ///     block createTool|initTool|updateCalibration    keep the session that calls it next, until `release`
 ///     release
-///     await CALL                                done when CALL, or requestSwitch, was called since the last `await` for
+///     await CALL                                done when CALL, or requestSwitch, was called since the last `await`
+///     for
 ///                                               it
 ///     calls                                     the calls so far with their arguments, one a line; forgets them
 ///

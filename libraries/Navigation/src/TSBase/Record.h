@@ -127,7 +127,7 @@ public:
     {
         name = name.substr(0, name.find('\0'));
         const std::size_t room = static_cast<std::size_t>(std::max(0, m_Size - field.offset));
-        std::memcpy(m_Bytes + field.offset, name.data(), std::min(room, name.size()));
+        name.copy(m_Bytes + field.offset, room);
         if (name.size() < room)
             m_Bytes[field.offset + static_cast<int>(name.size())] = '\0';
     }
@@ -138,7 +138,7 @@ public:
         static_assert(LIMIT <= SIZE, "a text stays in its field");
         text = text.substr(0, std::min<std::size_t>(text.find('\0'), LIMIT));
         std::memset(m_Bytes + field.offset, 0, LIMIT);
-        std::memcpy(m_Bytes + field.offset, text.data(), text.size());
+        text.copy(m_Bytes + field.offset, LIMIT);
     }
 
     void operator()(NetworkInt field, int value) { BigEndian::putInt(m_Bytes + field.offset, value); }

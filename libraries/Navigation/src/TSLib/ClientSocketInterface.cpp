@@ -252,13 +252,13 @@ void ClientSocketInterface::acknowledge(AllPacketType& packet)
 void ClientSocketInterface::handlePError(AllPacketType& packet, int code, const std::string& text)
 {
     ErrorPacket error{code, text};
-    answer(packet, PacketKind::ERROR, error);
+    answer(packet, PacketKind::FAILURE, error);
 }
 
 void ClientSocketInterface::handlePError(AllPacketType& packet, int code, const char* text)
 {
     ErrorPacket error{code, text};
-    answer(packet, PacketKind::ERROR, error);
+    answer(packet, PacketKind::FAILURE, error);
 }
 
 /// Appends a packet with its size header to the answers of this request.
@@ -656,47 +656,52 @@ void ClientSocketInterface::handlePNearestTool(AllPacketType& packet)
         return;
 
     const Reading reading(*m_Toollist);
-    const Tool* nearest = nullptr;
-    const Tool* last = nullptr;
-    TransformRecord nearestPose;
+    const NearestTool nearest = findNearestTool(reading, reference);
+    if (!nearest.tool)
+        return handlePError(packet, 14, "No tool is close enough to the FOR.");
+    answerNearestTool(packet, nearest);
+}
+
+/// Of the visible tools of allowed types, the one nearest to the frame of reference, whose pose is `reference`; the
+/// earlier one of two at the same distance.
+ClientSocketInterface::NearestTool ClientSocketInterface::findNearestTool(const Reading& reading,
+                                                                          const TransformRecord& reference) const
+{
+    const Tool* referenceTool = reading.tool(static_cast<unsigned int>(m_FrameOfReference));
+    NearestTool nearest;
     double nearestDistance = NEAREST_TOOL_LIMIT;
-    for (unsigned int slot = 0; slot < reading.size(); ++slot)
+    for (const Tool* tool : reading.table().tools())
     {
-        const Tool* tool = reading.tool(slot);
         if (!tool)
             continue;
-        last = tool;
+        nearest.last = tool;
         TransformRecord pose = reference;
-        if (slot == static_cast<unsigned int>(m_FrameOfReference) || !isAllowedAsNearest(tool->getType()) ||
-            !transformToReference(*tool, pose))
+        if (tool == referenceTool || !isAllowedAsNearest(tool->getType()) || !transformToReference(*tool, pose))
             continue;
         const double distance = pose.translation.length();
         if (distance < nearestDistance)
         {
-            nearest = tool;
-            nearestPose = pose;
+            nearest.tool = tool;
+            nearest.pose = pose;
             nearestDistance = distance;
         }
     }
-    if (!nearest)
-        return handlePError(packet, 14, "No tool is close enough to the FOR.");
-    answerNearestTool(packet, *nearest, *last, nearestPose);
+    return nearest;
 }
 
 /// Answers the nearest tool's name and number of imaginary points, with the imaginary points of the last tool in the
 /// list under the nearest tool's pose. Clients have always been answered so; the points are the nearest tool's own only
 /// when it is the last one.
-void ClientSocketInterface::answerNearestTool(AllPacketType& packet, const Tool& nearest, const Tool& last,
-                                              const TransformRecord& pose)
+void ClientSocketInterface::answerNearestTool(AllPacketType& packet, const NearestTool& nearest)
 {
     NearestToolRecord record;
-    record.name = nearest.getName();
-    last.copyImaginaryMarkers(record.points);
+    record.name = nearest.tool->getName();
+    nearest.last->copyImaginaryMarkers(record.points);
     std::fill(record.points.points + record.points.held(), record.points.points + PointList::CAPACITY,
               Tool::invalidVector);
-    record.points.count = static_cast<int>(nearest.getNumberOfImaginaryMarkers());
+    record.points.count = static_cast<int>(nearest.tool->getNumberOfImaginaryMarkers());
     for (int i = 0; i < record.points.held(); ++i)
-        record.points.points[i] = pose.rotation * record.points.points[i] + pose.translation;
+        record.points.points[i] = nearest.pose.rotation * record.points.points[i] + nearest.pose.translation;
     answer(packet, PacketKind::ACKNOWLEDGE, record);
 }
 

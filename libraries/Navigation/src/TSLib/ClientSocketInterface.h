@@ -65,6 +65,12 @@ private:
         void (ClientSocketInterface::*handler)(AllPacketType&);
         Guard guard;
     };
+    struct NearestTool
+    {
+        const Tool* tool = nullptr;    // null when no tool is near enough
+        packets::TransformRecord pose; // in the frame of reference
+        const Tool* last = nullptr;    // the last tool in the list
+    };
     using Requests = std::array<Request, 256>;
     using Reading = Toollist::Reading;
 
@@ -114,8 +120,8 @@ private:
     void changeCalibration(AllPacketType& packet, bool (ClientSocketInterface::*change)(AllPacketType&, Tool&));
     bool setImaginaryMarkers(AllPacketType& packet, Tool& tool);
     bool setNormalVectors(AllPacketType& packet, Tool& tool);
-    void answerNearestTool(AllPacketType& packet, const Tool& nearest, const Tool& last,
-                           const packets::TransformRecord& pose);
+    NearestTool findNearestTool(const Reading& reading, const packets::TransformRecord& reference) const;
+    void answerNearestTool(AllPacketType& packet, const NearestTool& nearest);
     bool isAllowedAsNearest(int type) const;
     bool waitForSwitch(int id, bool isPressed);
     void terminate();

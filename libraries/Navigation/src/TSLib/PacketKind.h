@@ -1,7 +1,7 @@
 #pragma once
 
 /// The first byte of every packet. Requests are 21 to 38 and 50; an answer bears its request's kind, ACKNOWLEDGE or
-/// ERROR.
+/// FAILURE.
 enum class PacketKind : unsigned char
 {
     ACKNOWLEDGE = 20,
@@ -24,5 +24,5 @@ enum class PacketKind : unsigned char
     ALLOWED_NEAREST_TOOL = 37,
     GET_NORMAL_VECTOR = 38,
     EXIT = 50,
-    ERROR = 99
+    FAILURE = 99 ///< an error packet (not named ERROR, which is a macro of Windows)
 };

@@ -283,8 +283,9 @@ void exchange(Packet& packet, ToolDescription& tool)
 template <class Packet>
 void exchange(Packet& packet, ToolInitRequest& tool)
 {
-    exchangeWithoutOwner(packet, tool);
+    // Before the rest: the terminator of an owner that fills its field stands in the next one.
     packet(ToolDescription::REQUESTED_OWNER, tool.owner);
+    exchangeWithoutOwner(packet, tool);
 }
 
 template <class Packet>

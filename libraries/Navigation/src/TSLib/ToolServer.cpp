@@ -20,9 +20,9 @@
 
 #include <algorithm>
 #include <chrono>
-#include <condition_variable>
+#include <exception>
+#include <future>
 #include <iostream>
-#include <mutex>
 #include <sstream>
 
 namespace
@@ -37,35 +37,27 @@ const void* currentThread()
     return QThread::currentThread();
 }
 
-/// A value that one thread hands to another, which waits for it at most for some time.
-class Completion
+/// The module's tool list; null, with the reason in the log, when the module throws instead.
+Toollist* createInstance(ToollistFactory& factory)
 {
-public:
-    void signal()
+    try
     {
-        const std::lock_guard<std::mutex> lock(m_Mutex);
-        m_IsDone = true;
-        m_Condition.notify_all();
+        return factory.createInstance();
     }
-    bool waitFor(std::chrono::milliseconds limit)
+    catch (const std::exception& error)
     {
-        std::unique_lock<std::mutex> lock(m_Mutex);
-        return m_Condition.wait_for(lock, limit, [this] { return m_IsDone; });
+        TBR_LOG("ERROR") << "The camera module failed to make its tool list: " << error.what() << std::endl;
     }
-
-private:
-    std::mutex m_Mutex; // guards m_IsDone
-    std::condition_variable m_Condition;
-    bool m_IsDone = false;
-};
+    return nullptr;
+}
 
 } // namespace
 
 ToolServer::ToolServer(const std::string& pluginDirectory, const std::string& moduleName,
                        const std::string& logFileName, bool replay, bool replayOption)
     : m_Toollist(nullptr), m_Port(DEFAULT_PORT), m_LogFileName(logFileName), m_IsReplay(replay),
-      m_ReplayOption(replayOption), m_StopRequested(false), m_IsListening(false), m_IsRunning(false),
-      m_BindAddress(EVERY_ADDRESS), m_MaximumClients(0)
+      m_ReplayOption(replayOption), m_StopRequested(false), m_IsListening(false), m_IsAccepting(false),
+      m_IsRunning(false), m_BindAddress(EVERY_ADDRESS), m_MaximumClients(0)
 {
     if (m_IsReplay)
         TBR_LOG("toolserver") << "Using replay module as camera plugin.\n";
@@ -150,10 +142,11 @@ void ToolServer::terminateMainThread()
     wakeAccept();
 }
 
-/// Ends a wait for clients by connecting to ourselves.
+/// Ends a wait for clients by connecting to ourselves. While nobody waits, connecting could block for want of room in
+/// the queue of clients.
 void ToolServer::wakeAccept()
 {
-    if (!m_IsListening)
+    if (!m_IsListening || !m_IsAccepting)
         return;
     CaClientStreamSocket waker;
     waker.open(m_BindAddress == EVERY_ADDRESS ? "localhost" : m_BindAddress.c_str(), m_Port);
@@ -260,21 +253,24 @@ void ToolServer::acceptClients()
 ToolServer::AcceptedClient ToolServer::waitForClient()
 {
     AcceptedClient client;
-    Completion completion;
-    QFuture<int> accept = QtConcurrent::run(
+    std::promise<void> accepted;
+    const std::future<void> acceptance = accepted.get_future();
+    m_IsAccepting = true;
+    QFuture<void> accept = QtConcurrent::run(
         [&]
         {
             client.result = waitForClientRequest2(&client.socket, &client.address);
-            completion.signal();
-            return client.result;
+            m_IsAccepting = false;
+            accepted.set_value();
         });
-    while (!completion.waitFor(POLL_PERIOD))
+    while (acceptance.wait_for(POLL_PERIOD) != std::future_status::ready)
     {
         QCoreApplication::processEvents();
         if (m_StopRequested)
             wakeAccept(); // again: the first wake may have come before the wait had begun
     }
     accept.waitForFinished();
+    QCoreApplication::processEvents(); // sessions that ended before make room for this client
     return client;
 }
 
@@ -304,12 +300,16 @@ void ToolServer::startSession(const AcceptedClient& client)
         "connect(clientSocketInterface, SIGNAL(connectionTerminated()), this, SLOT(clientSocketInterfaceExit()))",
         "TSLib/ToolServer.cpp", 283);
     if (clientSocketInterface->hasTerminated()) // before its signal was connected
-        deleteSession(clientSocketInterface);
+        endSession(clientSocketInterface);
 }
 
 void ToolServer::clientSocketInterfaceExit()
 {
-    const auto* session = static_cast<const ClientSocketInterface*>(sender());
+    endSession(qobject_cast<const ClientSocketInterface*>(sender()));
+}
+
+void ToolServer::endSession(const ClientSocketInterface* session)
+{
     if (!deleteSession(session))
         TBR_LOG("toolserver") << "Suiciding thread " << currentThread() << " doesn't belong to a client server.\n";
     TBR_LOG("toolserver") << "\t\tTerminating client thread " << currentThread() << std::endl;
@@ -323,7 +323,7 @@ bool ToolServer::deleteSession(const ClientSocketInterface* session)
     if (!session || found == m_Sessions.end())
         return false;
     std::ostringstream line;
-    line << "current thread " << currentThread() << "\n";
+    line << "current thread " << currentThread();
     std::cout << line.str() << std::flush;
     TBR_LOG("toolserver") << "\t\tClient interface at socket " << session->getSocketNumber() << std::endl;
     m_Sessions.erase(found);
@@ -337,7 +337,7 @@ Toollist* ToolServer::createToollist(const std::string& modulePath)
 
     m_Factory = std::make_unique<DLLFactory<ToollistFactory>>(modulePath.c_str());
     if (m_Factory->getFactory())
-        return m_Factory->getFactory()->createInstance();
+        return createInstance(*m_Factory->getFactory());
     TBR_LOG("toolserver") << "Error opening DLL!" << std::endl;
     if (!m_Factory->getErrorMessage().empty())
         TBR_LOG("toolserver") << "DLL Error: " << m_Factory->getErrorMessage() << std::endl;

@@ -91,6 +91,7 @@ private:
     void wakeAccept();
     bool mayComeIn(const AcceptedClient& client) const;
     void startSession(const AcceptedClient& client);
+    void endSession(const ClientSocketInterface* session);
     bool deleteSession(const ClientSocketInterface* session);
     void stopCamera();
 
@@ -106,6 +107,7 @@ private:
     std::atomic<bool> m_StopRequested;
 
     std::atomic<bool> m_IsListening;
+    std::atomic<bool> m_IsAccepting; // a thread of the pool waits for a client, or is about to
     bool m_IsRunning;
     std::string m_BindAddress;
     AddressFilter m_AllowedClients;

@@ -1,0 +1,118 @@
+#pragma once
+
+#include <support/TestFolder.h>
+
+#include <gtest/gtest.h>
+
+#include <QProcess>
+
+#include <string>
+#include <utility>
+#include <vector>
+
+#ifndef _WIN32
+#include <csignal>
+#include <sys/wait.h>
+#endif
+
+/// A program in a process of its own.
+///
+/// Its output goes to files, so that it never waits for the test. Its settings are empty unless the test names others:
+/// nothing depends on the user. A process that is still there at the end is killed, and the test fails: a test says
+/// how its program ends.
+class ProgramProcess
+{
+public:
+    using Environment = std::vector<std::pair<std::string, std::string>>;
+
+    /// Starts the program; `reader` takes its standard output, if there is one.
+    ProgramProcess(const std::string& program, const std::vector<std::string>& arguments,
+                   const Environment& environment = {}, QProcess* reader = nullptr)
+    {
+        QProcessEnvironment variables = QProcessEnvironment::systemEnvironment();
+        variables.insert("TBR_SETTINGS", QString::fromStdString(m_Folder.write("settings.ini", "")));
+        for (const auto& [name, value] : environment)
+            variables.insert(QString::fromStdString(name), QString::fromStdString(value));
+        m_Process.setProcessEnvironment(variables);
+        m_Process.setStandardErrorFile(QString::fromStdString(m_Folder.path("stderr")));
+        if (reader)
+            m_Process.setStandardOutputProcess(reader);
+        else
+            m_Process.setStandardOutputFile(QString::fromStdString(m_Folder.path("stdout")));
+
+        QStringList list;
+        for (const std::string& argument : arguments)
+            list << QString::fromStdString(argument);
+        m_Process.start(QString::fromStdString(program), list);
+        EXPECT_TRUE(m_Process.waitForStarted(PATIENCE_MS));
+    }
+
+    ~ProgramProcess()
+    {
+        if (!isRunning())
+            return;
+        ADD_FAILURE() << "the program is still running; its standard error:\n" << standardError();
+        m_Process.kill();
+        m_Process.waitForFinished(PATIENCE_MS);
+    }
+
+    ProgramProcess(const ProgramProcess&) = delete;
+    ProgramProcess& operator=(const ProgramProcess&) = delete;
+
+    bool isRunning() const { return m_Process.state() != QProcess::NotRunning; }
+    std::string standardOutput() const { return m_Folder.read("stdout"); }
+    std::string standardError() const { return m_Folder.read("stderr"); }
+
+    /// Asks the program to end (SIGTERM) and returns its exit status.
+    int stop()
+    {
+        m_Process.terminate();
+        return exitStatus();
+    }
+
+#ifndef _WIN32
+    /// The same with any signal.
+    int stop(int signal)
+    {
+        EXPECT_EQ(::kill(static_cast<pid_t>(m_Process.processId()), signal), 0);
+        return exitStatus();
+    }
+#endif
+
+    /// Ends the program as a power cut does.
+    void crash()
+    {
+        m_Process.kill();
+        EXPECT_TRUE(m_Process.waitForFinished(PATIENCE_MS));
+    }
+
+#ifndef _WIN32
+    /// Lets the program stand still, and go on.
+    void pause()
+    {
+        const auto id = static_cast<pid_t>(m_Process.processId());
+        EXPECT_EQ(::kill(id, SIGSTOP), 0);
+        siginfo_t state;
+        EXPECT_EQ(::waitid(P_PID, static_cast<id_t>(id), &state, WSTOPPED), 0);
+    }
+    void resume()
+    {
+        EXPECT_EQ(::kill(static_cast<pid_t>(m_Process.processId()), SIGCONT), 0);
+    }
+#endif
+
+    /// Waits for its end. -1 when it crashed or does not end.
+    int exitStatus()
+    {
+        if (isRunning() && !m_Process.waitForFinished(PATIENCE_MS))
+            return -1;
+        EXPECT_EQ(m_Process.exitStatus(), QProcess::NormalExit) << standardError();
+        return m_Process.exitStatus() == QProcess::NormalExit ? m_Process.exitCode() : -1;
+    }
+
+private:
+    static constexpr int PATIENCE_MS = 60000;
+
+    TestFolder m_Folder;
+    QProcess m_Process;
+};
