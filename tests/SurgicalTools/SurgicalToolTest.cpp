@@ -212,7 +212,7 @@ TEST(SurgicalTool, ThrowsWhenItsBodyIsTakenAway)
         text = error.what();
     }
 
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), text + "\n");
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), text);
     EXPECT_EQ(text.rfind("Assertion disconnect( rigidBody, 0, this, 0 ) failed in ", 0), 0U) << text;
     EXPECT_NE(text.find("SurgicalTool.cpp at line 129"), std::string::npos) << text;
     EXPECT_EQ(tool.getRigidBody(), body.get());
