@@ -1,5 +1,7 @@
 #include "Options.h"
 
+#include "CommandLineReader.h"
+
 #include <TSClientInterface/SocketPlatform.h>
 #include <TSLib/ToolServer.h>
 #include <tbrCore/DLLManager.h>
@@ -46,80 +48,43 @@ struct Definitions
     }
 };
 
-/// Checks and takes over the values of a parsed command line; the first mistake is kept in `error`.
-class Reader
+void readAddresses(const QCommandLineParser& parser, CommandLineReader& reader, Options& options)
 {
-public:
-    Reader(const QCommandLineParser& parser, Options& options) : m_Parser(parser), m_Options(options) {}
+    const Definitions d;
+    reader.text(d.bind, options.bindAddress);
+    tbr::platform::SocketAddress ignored;
+    reader.require(tbr::platform::parseAddress(options.bindAddress.toStdString(), 0, ignored),
+                   "--bind needs an IPv4 address, not \"" + options.bindAddress + "\"");
+    for (const QString& network : parser.values(d.allow))
+        reader.require(options.allowedClients.add(network.toStdString()),
+                       "--allow needs an IPv4 network such as 192.168.7.0/24, not \"" + network + "\"");
+}
 
-    void read()
-    {
-        const Definitions d;
-        text(d.moduleDir, m_Options.moduleDirectory);
-        text(d.module, m_Options.module);
-        text(d.log, m_Options.logFile);
-        text(d.replay, m_Options.replayFile);
-        text(d.settings, m_Options.settingsFile);
-        number(d.port, 0, 65535, m_Options.port);
-        number(d.maxClients, 1, 1000000, m_Options.maximumClients);
-        readAddresses(d);
-        m_Options.isRepeating = m_Parser.isSet(d.repeat);
-        if (m_Parser.isSet(d.quiet))
-            m_Options.verbosity = tbr::Log::Verbosity::QUIET;
-        if (m_Parser.isSet(d.verbose))
-            m_Options.verbosity = tbr::Log::Verbosity::VERBOSE;
+void readValues(const QCommandLineParser& parser, CommandLineReader& reader, Options& options)
+{
+    const Definitions d;
+    reader.text(d.moduleDir, options.moduleDirectory);
+    reader.text(d.module, options.module);
+    reader.text(d.log, options.logFile);
+    reader.text(d.replay, options.replayFile);
+    reader.text(d.settings, options.settingsFile);
+    reader.number(d.port, 0, 65535, options.port);
+    reader.number(d.maxClients, 1, 1000000, options.maximumClients);
+    readAddresses(parser, reader, options);
+    options.isRepeating = parser.isSet(d.repeat);
+    if (parser.isSet(d.quiet))
+        options.verbosity = tbr::Log::Verbosity::QUIET;
+    if (parser.isSet(d.verbose))
+        options.verbosity = tbr::Log::Verbosity::VERBOSE;
+    if (parser.isSet(d.listModules))
+        options.action = Options::Action::LIST_MODULES;
 
-        require(m_Parser.positionalArguments().isEmpty(),
-                "unexpected argument \"" + m_Parser.positionalArguments().value(0) + "\"");
-        require(!m_Parser.isSet(d.repeat) || m_Parser.isSet(d.replay), "--repeat needs --replay FILE");
-        require(!m_Parser.isSet(d.log) || !m_Parser.isSet(d.replay), "--log and --replay exclude each other");
-        require(!m_Parser.isSet(d.quiet) || !m_Parser.isSet(d.verbose), "--quiet and --verbose exclude each other");
-    }
-
-    QString error;
-
-private:
-    void require(bool holds, const QString& otherwise)
-    {
-        if (!holds && error.isEmpty())
-            error = otherwise;
-    }
-
-    void text(const QCommandLineOption& option, QString& value)
-    {
-        if (!m_Parser.isSet(option))
-            return;
-        value = m_Parser.value(option);
-        require(!value.isEmpty(), "--" + option.names().first() + " needs a value");
-    }
-
-    void number(const QCommandLineOption& option, int least, int most, int& value)
-    {
-        if (!m_Parser.isSet(option))
-            return;
-        bool isNumber = false;
-        value = m_Parser.value(option).toInt(&isNumber);
-        require(isNumber && value >= least && value <= most, QString("--%1 needs a number from %2 to %3, not \"%4\"")
-                                                                 .arg(option.names().first())
-                                                                 .arg(least)
-                                                                 .arg(most)
-                                                                 .arg(m_Parser.value(option)));
-    }
-
-    void readAddresses(const Definitions& d)
-    {
-        text(d.bind, m_Options.bindAddress);
-        tbr::platform::SocketAddress ignored;
-        require(tbr::platform::parseAddress(m_Options.bindAddress.toStdString(), 0, ignored),
-                "--bind needs an IPv4 address, not \"" + m_Options.bindAddress + "\"");
-        for (const QString& network : m_Parser.values(d.allow))
-            require(m_Options.allowedClients.add(network.toStdString()),
-                    "--allow needs an IPv4 network such as 192.168.7.0/24, not \"" + network + "\"");
-    }
-
-    const QCommandLineParser& m_Parser;
-    Options& m_Options;
-};
+    reader.require(parser.positionalArguments().isEmpty(),
+                   "unexpected argument \"" + parser.positionalArguments().value(0) + "\"");
+    reader.require(!parser.isSet(d.repeat) || parser.isSet(d.replay), "--repeat needs --replay FILE");
+    reader.exclude(d.log, d.replay);
+    reader.exclude(d.quiet, d.verbose);
+}
 
 } // namespace
 
@@ -134,30 +99,22 @@ Options Options::parse(const QStringList& arguments, const QString& programFolde
     parser.setApplicationDescription(DESCRIPTION);
     parser.setSingleDashWordOptionMode(QCommandLineParser::ParseAsLongOptions);
     definitions.addTo(parser);
-    QString error = parser.parse(arguments) ? QString() : parser.errorText();
-    if (error.isEmpty())
+    const bool isParsed = parser.parse(arguments);
+    if (isParsed && (parser.isSet(definitions.help) || parser.isSet(definitions.version)))
     {
-        Reader reader(parser, options);
-        reader.read();
-        error = reader.error;
+        options.action = Action::SHOW_TEXT;
+        options.text = parser.isSet(definitions.help) ? parser.helpText() : QString("toolserver " TBR_VERSION "\n");
+        return options;
     }
 
-    if (!error.isEmpty())
+    CommandLineReader reader(parser);
+    reader.require(isParsed, parser.errorText());
+    if (isParsed)
+        readValues(parser, reader, options);
+    if (!reader.error().isEmpty())
     {
         options.action = Action::FAIL;
-        options.text = "toolserver: " + error + " (see toolserver --help)\n";
+        options.text = "toolserver: " + reader.error() + " (see toolserver --help)\n";
     }
-    else if (parser.isSet(definitions.help))
-    {
-        options.action = Action::SHOW_TEXT;
-        options.text = parser.helpText();
-    }
-    else if (parser.isSet(definitions.version))
-    {
-        options.action = Action::SHOW_TEXT;
-        options.text = "toolserver " TBR_VERSION "\n";
-    }
-    else if (parser.isSet(definitions.listModules))
-        options.action = Action::LIST_MODULES;
     return options;
 }

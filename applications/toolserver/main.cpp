@@ -1,16 +1,19 @@
 #include "Options.h"
+#include "ServerThread.h"
 
-#include <TSLib/ToolServer.h>
+#include <TSBase/ToollistFactory.h>
 #include <tbrBase/FilePlatform.h>
 #include <tbrBase/ProcessPlatform.h>
 #include <tbrBase/msleep.h>
 #include <tbrCore/DLLFactory.h>
 #include <tbrCore/DLLManager.h>
+#include <tbrCore/Log.h>
 #include <tbrCore/Settings.h>
 
 #include <QCoreApplication>
 #include <QFileInfo>
 
+#include <atomic>
 #include <cstdlib>
 #include <iostream>
 #include <thread>
@@ -51,15 +54,17 @@ int listModules(const QString& directory)
     return EXIT_DONE;
 }
 
-/// "listening on 0.0.0.0:2222, module SimulatedCamera, 7 tools"
-QString listeningLine(const Options& options, const QString& address, int port, const Toollist& toollist)
+/// For those who look for the reason why something is not as they expect.
+void logDetails(const Options& options)
 {
-    int tools = 0;
-    for (unsigned int slot = 0; slot < toollist.getMaxNumberOfTools(); ++slot)
-        tools += toollist.getTool(slot) ? 1 : 0;
-    const QString source =
-        options.replayFile.isEmpty() ? "module " + options.module : "replay of " + options.replayFile;
-    return QString("listening on %1:%2, %3, %4 tools").arg(address).arg(port).arg(source).arg(tools);
+    const auto shown = [](const QString& value) { return "\"" + value.toStdString() + "\""; };
+    TBR_LOG("DEBUG") << "toolserver " TBR_VERSION ", process " << QCoreApplication::applicationPid() << ", module "
+                     << shown(options.module) << " in " << shown(options.moduleDirectory) << std::endl;
+    TBR_LOG("DEBUG") << "settings " << shown(options.settingsFile) << ", recording to " << shown(options.logFile)
+                     << ", replay of " << shown(options.replayFile) << (options.isRepeating ? " repeatedly" : " once")
+                     << std::endl;
+    TBR_LOG("DEBUG") << "port " << options.port << " on " << options.bindAddress.toStdString() << ", at most "
+                     << options.maximumClients << " clients (0: no limit)" << std::endl;
 }
 
 void endInTime()
@@ -75,37 +80,27 @@ void endInTime()
 
 int serve(QCoreApplication& application, const Options& options)
 {
-    const bool isReplay = !options.replayFile.isEmpty();
-    ToolServer server(options.moduleDirectory.toStdString(), options.module.toStdString(),
-                      (isReplay ? options.replayFile : options.logFile).toStdString(), isReplay, options.isRepeating);
-    server.setPort(options.port);
-    server.setBindAddress(options.bindAddress.toStdString());
-    server.setAllowedClients(options.allowedClients);
-    server.setMaximumClients(options.maximumClients);
-
-    int status = EXIT_DONE;
-    QObject::connect(&server, &ToolServer::startFailed,
-                     [&](const QString& reason)
-                     {
-                         if (status == EXIT_DONE)
-                             status = fail(reason);
-                         server.terminateMainThread();
-                     });
-    QObject::connect(&server, &ToolServer::listening,
-                     [&](const QString& address, int port)
-                     {
-                         if (status == EXIT_DONE)
-                             printLine(std::cout, listeningLine(options, address, port, *server.getToollist()));
-                     });
-    QObject::connect(&server, &ToolServer::finished, &application, [&](int) { application.quit(); });
-    tbr::platform::onTerminationRequest(
-        [&]
+    std::atomic<int> status(EXIT_DONE);
+    ServerThread server(options);
+    QObject::connect(&server, &ServerThread::listening,
+                     [](const QString& address, int port, const QString& source)
+                     { printLine(std::cout, QString("listening on %1:%2, %3").arg(address).arg(port).arg(source)); });
+    QObject::connect(&server, &ServerThread::failed, [&status](const QString& reason) { status = fail(reason); });
+    QObject::connect(&server, &QThread::finished, &application, &QCoreApplication::quit);
+    const bool canEnd = tbr::platform::onTerminationRequest(
+        [&server]
         {
             endInTime();
-            server.terminateMainThread();
-            application.quit(); // in case that run() has not begun
+            server.requestEnd();
         });
+    if (!canEnd)
+        return fail("the system has no means left to be told when to end");
+
+    server.start();
+    if (!server.isRunning() && !server.isFinished())
+        return fail("the system has no thread left");
     application.exec();
+    server.wait();
     return status;
 }
 
@@ -132,5 +127,6 @@ int main(int argc, char** argv)
     if (!options.settingsFile.isEmpty() && !tbr::Settings::getInstance().load(options.settingsFile))
         return fail("the settings file \"" + options.settingsFile + "\" cannot be read or is no INI file");
     tbr::Log::setVerbosity(options.verbosity);
+    logDetails(options);
     return serve(application, options);
 }

@@ -126,7 +126,7 @@ public:
 
     /// Starts the sequence of nextTransform().
     virtual int startTransforms(bool notify) = 0;
-    /// The same for the poses that were held when the footswitch last changed.
+    /// The same, but the server answers only when this switch is in this state.
     virtual int startTransformsOnSwitch(int switchId, bool pressed) = 0;
     /// As nextImags(), for the pose: rotation and translation.
     virtual int nextTransform(std::string& name, Matrix3x3& rotation, Vector3d& translation) = 0;
@@ -136,7 +136,7 @@ public:
     virtual int getProtocolVersion() const = 0;
     /// Calibrates the named tool with these imaginary points, in its own frame.
     virtual int calibrate(const char* name, const Vector3d* imags, int numberOfImags) = 0;
-    /// The footswitch's latest change: FOOTSWITCH_PRESSED, FOOTSWITCH_RELEASED, or another status.
+    /// The footswitch: its identifier and whether it is pressed.
     virtual int getSwitch(int* switchId, bool* pressed) = 0;
     /// Makes a blocked operation return CONNECTION_ERROR. From any thread.
     virtual void cancel() = 0;

@@ -28,4 +28,8 @@ public:
     /// Whether a tool of this type can be verified: 0, 12, 13, 14, 16, 17, 99, and 100 to 105.
     static bool isVerifyable(unsigned char type);
     static bool isVerifyable(CaToolType::ToolType type);
+
+    /// What people call a tool of this type, such as "pointer"; "tool" for a type without a name. The text lives as
+    /// long as the library.
+    static const char* getName(unsigned char type);
 };

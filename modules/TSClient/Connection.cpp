@@ -1,0 +1,196 @@
+#include "Connection.h"
+
+#include <TSClientInterface/CaToolServer.h>
+#include <TSClientInterface/SocketPlatform.h>
+#include <TSClientInterface/SocketResult.h>
+
+#include <algorithm>
+#include <condition_variable>
+#include <cstring>
+#include <functional>
+#include <thread>
+#include <utility>
+
+/// Receives as much as has arrived in one go, and hands it out packet by packet: an answer about all tools is many
+/// small packets.
+class Connection::Socket : public CaClientStreamSocket
+{
+public:
+    using CaSocket::shutdown;
+
+    bool hasPacket() const { return receivedSize() >= HEADER_SIZE && receivedSize() >= dueSize(); }
+    /// The next packet, as read(int*, long) delivers it. Waits at most until the deadline.
+    int nextPacket(const char*& payload, int& size, Deadline deadline);
+
+private:
+    static constexpr int HEADER_SIZE = 2;
+
+    int receivedSize() const { return m_End - m_Begin; }
+    /// The bytes of the packet that is due, header included, as far as that is known yet.
+    int dueSize() const;
+    int receiveMore(Deadline deadline);
+
+    char m_Bytes[2 * (HEADER_SIZE + 65535)]; // the longest packet has room, wherever it begins in the first half
+    int m_Begin = 0;                         // of the packet that is due
+    int m_End = 0;                           // of what has been received
+};
+
+int Connection::Socket::dueSize() const
+{
+    const auto byte = [this](int i) { return static_cast<int>(static_cast<unsigned char>(m_Bytes[m_Begin + i])); };
+    return receivedSize() < HEADER_SIZE ? HEADER_SIZE : HEADER_SIZE + (byte(0) << 8 | byte(1));
+}
+
+int Connection::Socket::receiveMore(Deadline deadline)
+{
+    using std::chrono::milliseconds;
+    const auto left = std::chrono::ceil<milliseconds>(deadline - std::chrono::steady_clock::now());
+    const int ready = waitForInput(static_cast<long>(std::max(left, milliseconds(0)).count()));
+    if (ready != SocketResult::SUCCESS)
+        return ready;
+    const int count =
+        tbr::platform::receiveBytes(getDescriptor(), m_Bytes + m_End, static_cast<int>(sizeof m_Bytes) - m_End);
+    if (count <= 0)
+        return SocketResult::PEER_CLOSED;
+    m_End += count;
+    return SocketResult::SUCCESS;
+}
+
+int Connection::Socket::nextPacket(const char*& payload, int& size, Deadline deadline)
+{
+    if (m_Begin == m_End)
+        m_Begin = m_End = 0;
+    while (!hasPacket())
+    {
+        if (m_Begin > static_cast<int>(sizeof m_Bytes) / 2)
+        {
+            std::memmove(m_Bytes, m_Bytes + m_Begin, static_cast<std::size_t>(receivedSize()));
+            m_End -= std::exchange(m_Begin, 0);
+        }
+        const int result = receiveMore(deadline);
+        if (result != SocketResult::SUCCESS)
+            return result;
+    }
+    payload = m_Bytes + m_Begin + HEADER_SIZE;
+    size = dueSize() - HEADER_SIZE;
+    if (size == 0)
+        return SocketResult::PEER_CLOSED; // as every stream socket takes a frame without bytes
+    m_Begin += HEADER_SIZE + size;
+    return SocketResult::SUCCESS;
+}
+
+namespace
+{
+
+using Clock = std::chrono::steady_clock;
+
+/// Ends a blocked connection attempt that is given up, from a thread of its own. It looks again and again, because an
+/// attempt that has not begun yet cannot be ended.
+class AttemptWatch
+{
+public:
+    AttemptWatch(std::function<bool()> isGivenUp, std::function<void()> end)
+        : m_IsGivenUp(std::move(isGivenUp)), m_End(std::move(end)), m_Thread([this] { run(); })
+    {
+    }
+    ~AttemptWatch()
+    {
+        {
+            const std::lock_guard<std::mutex> lock(m_Mutex);
+            m_IsDecided = true;
+        }
+        m_Changed.notify_one();
+        m_Thread.join();
+    }
+    AttemptWatch(const AttemptWatch&) = delete;
+    AttemptWatch& operator=(const AttemptWatch&) = delete;
+
+private:
+    void run()
+    {
+        constexpr std::chrono::milliseconds LOOK_EVERY{20};
+        std::unique_lock<std::mutex> lock(m_Mutex);
+        while (!m_Changed.wait_for(lock, LOOK_EVERY, [this] { return m_IsDecided; }))
+            if (m_IsGivenUp())
+                m_End();
+    }
+
+    const std::function<bool()> m_IsGivenUp;
+    const std::function<void()> m_End;
+    std::mutex m_Mutex; // guards m_IsDecided
+    std::condition_variable m_Changed;
+    bool m_IsDecided = false;
+    std::thread m_Thread; // last: it uses all the others
+};
+
+} // namespace
+
+int Connection::open(const char* host, int port, Deadline deadline)
+{
+    disconnect();
+    m_IsInterrupted = false;
+    const auto isLate = [deadline] { return Clock::now() >= deadline; };
+    int result = SocketResult::NOT_CONNECTED;
+    {
+        const AttemptWatch watch([&] { return m_IsInterrupted || isLate(); }, [this] { shutdown(); });
+        result = connect(host, port);
+    }
+    if (m_IsInterrupted)
+        return CaToolServer::CONNECTION_ERROR;
+    if (result == SocketResult::UNKNOWN_HOST)
+        return CaToolServer::UNKNOWN_HOSTNAME;
+    if (isLate())
+        return CaToolServer::SERVER_TIMEOUT;
+    return result == SocketResult::SUCCESS ? CaToolServer::OK : CaToolServer::CONNECTION_ERROR;
+}
+
+int Connection::disconnect()
+{
+    const std::lock_guard<std::mutex> lock(m_SocketMutex);
+    m_OwnSocket = nullptr;
+    return CaStreamConnection::disconnect();
+}
+
+CaClientStreamSocket* Connection::createSocket()
+{
+    const std::lock_guard<std::mutex> lock(m_SocketMutex);
+    m_OwnSocket = new Socket;
+    return m_OwnSocket;
+}
+
+void Connection::shutdown()
+{
+    const std::lock_guard<std::mutex> lock(m_SocketMutex);
+    if (m_OwnSocket)
+        m_OwnSocket->shutdown();
+}
+
+void Connection::interrupt()
+{
+    m_IsInterrupted = true;
+    shutdown();
+}
+
+int Connection::send(const AllPacketType& packet, int size)
+{
+    return m_Socket->write(packet.bytes, size) == SocketResult::SUCCESS ? CaToolServer::OK
+                                                                        : CaToolServer::CONNECTION_ERROR;
+}
+
+int Connection::receive(AllPacketType& packet, int& size, Deadline deadline)
+{
+    const char* payload = nullptr;
+    const int result = m_OwnSocket->nextPacket(payload, size, deadline);
+    if (result != SocketResult::SUCCESS)
+        return result == SocketResult::NOTHING_YET ? CaToolServer::SERVER_TIMEOUT : CaToolServer::CONNECTION_ERROR;
+
+    const std::size_t used = static_cast<std::size_t>(std::min(size, static_cast<int>(AllPacketType::SIZE)));
+    std::memcpy(packet.bytes, payload, used);
+    std::memset(packet.bytes + used, 0, sizeof packet.bytes - used);
+    return CaToolServer::OK;
+}
+
+bool Connection::hasPacket() const
+{
+    return m_OwnSocket && m_OwnSocket->hasPacket();
+}
