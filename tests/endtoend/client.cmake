@@ -1,0 +1,11 @@
+# The tracking client with its real client-interface module.
+tbr_test(Client LIBRARIES tbrServerTestSupport tbr::Navigation Threads::Threads NEEDS TSClient SimulatedCamera
+         LABELS endtoend)
+target_compile_definitions(ClientTest PRIVATE "TBR_MODULES=\"$<TARGET_FILE_DIR:TSClient>\"")
+
+# The example as it is built with everything else, with the settings that are written for it.
+if(NOT WIN32) # where no program can ask another one's console to end
+  tbr_test(TrackingExample LIBRARIES tbrServerTestSupport NEEDS TSClient tracking LABELS endtoend)
+  target_compile_definitions(TrackingExampleTest PRIVATE
+    "TBR_TRACKING=\"$<TARGET_FILE:tracking>\"" "TBR_EXAMPLE_SETTINGS=\"${CMAKE_BINARY_DIR}/examples/client.ini\"")
+endif()
