@@ -10,15 +10,15 @@ constexpr int NUMBER_OF_BLOCKS = 200; // ten seconds; then it begins again
 
 using Writer = record::Writer<record::BigEndian>;
 
-/// The markers of every tool, in its own frame.
-record::PointList markers()
+/// The markers of a tool, in its own frame. No two tools are alike: clients recognise tools by their geometry.
+record::PointList markers(int index)
 {
     record::PointList list;
     list.count = NUMBER_OF_MARKERS;
     list.points[0] = Vector3d(0.0, 0.0, 0.0);
     list.points[1] = Vector3d(50.0, 0.0, 0.0);
     list.points[2] = Vector3d(0.0, 60.0, 0.0);
-    list.points[3] = Vector3d(40.0, 70.0, 0.0);
+    list.points[3] = Vector3d(40.0 + index, 70.0, 0.0);
     return list;
 }
 
@@ -30,7 +30,7 @@ std::string toolContent(int index)
     write(NAME, replayLog::toolName(index));
     write(SECOND_NAME, replayLog::toolName(index));
     write(TYPE, 1 + index % 8);
-    write(REAL_MARKERS, markers());
+    write(REAL_MARKERS, markers(index));
     write(ID, index);
     write(NUMBER_OF_JACKS, 1);
     write(MARKER_ANGLE_LIMIT, 60);
@@ -56,7 +56,7 @@ std::string realTimeRecord(int index, int block)
     std::string bytes(SIZE, '\0');
     Writer write(bytes.data(), SIZE);
     int offset = 0;
-    const record::PointList own = markers();
+    const record::PointList own = markers(index);
     for (int i = 0; i < own.held(); ++i, offset += 12)
         write(record::Field<float, 3>{offset}, own.points[i] + translation);
     write(record::Field<float, 9>{offset}, Matrix3x3::identity());
