@@ -1,7 +1,7 @@
 # Installs what a build needs on Debian 12. Sourced by ./run and ./check; does nothing when all is there.
 # shellcheck shell=bash
 
-TBR_PACKAGES=(g++ cmake ninja-build ccache qtbase5-dev libeigen3-dev libspdlog-dev libgtest-dev libgmock-dev libbenchmark-dev)
+TBR_PACKAGES=(g++ cmake ninja-build ccache qtbase5-dev libeigen3-dev libspdlog-dev libgtest-dev libgmock-dev python3)
 
 install_prerequisites() {
     local missing=() package
