@@ -29,7 +29,7 @@ public:
 signals:
     /// Clients can connect to address and port now; "module SimulatedCamera, 7 tools" tells what is served.
     void listening(const QString& address, int port, const QString& source);
-    /// Something that was asked for could not be had; the server ends. Emitted at most once, and never after or before
+    /// Something that was asked for could not be had; the server ends. Emitted once at most, and instead of
     /// listening().
     void failed(const QString& reason);
 

@@ -3,8 +3,6 @@
 
 #include <gmock/gmock.h>
 
-#include <csignal>
-
 using testing::HasSubstr;
 
 namespace

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <condition_variable>
 #include <mutex>
 
@@ -71,28 +72,28 @@ public:
         const int ours = m_Depth;
         m_Mutex.unlock();
 
-        std::unique_lock<std::mutex> guard(m_UsersMutex);
+        m_IsAwaited = true;
+        std::unique_lock<std::mutex> guard(m_LeavingMutex);
         m_UserLeft.wait(guard, [&] { return m_Users == ours; });
     }
 
 private:
-    void enter()
-    {
-        const std::lock_guard<std::mutex> guard(m_UsersMutex);
-        ++m_Users;
-    }
+    void enter() { ++m_Users; }
 
     void leave()
     {
-        const std::lock_guard<std::mutex> guard(m_UsersMutex);
         --m_Users;
+        if (!m_IsAwaited) // looked at after the count, which the waiting thread looks at after setting this
+            return;
+        const std::lock_guard<std::mutex> guard(m_LeavingMutex);
         m_UserLeft.notify_all();
     }
 
     std::recursive_mutex m_Mutex; // guards m_Depth besides what its tool says
     int m_Depth = 0;              // how often its holder locked it
-    std::mutex m_UsersMutex;      // guards m_Users
-    int m_Users = 0;              // locks that are held or waited for
+    std::mutex m_LeavingMutex;    // no notification passes between a look at m_Users and the wait
+    std::atomic<int> m_Users{0};  // locks that are held or waited for
+    std::atomic<bool> m_IsAwaited{false};
     std::condition_variable m_UserLeft;
 };
 

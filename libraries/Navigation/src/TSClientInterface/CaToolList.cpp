@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <array>
+#include <string_view>
 
 namespace
 {
@@ -64,6 +65,7 @@ void logEndlessSequence(const char* what)
 struct CaToolList::Update
 {
     CaTool* tool;
+    std::string_view name; // the tool's, which no fetch changes
     bool isDone;
 };
 
@@ -501,7 +503,7 @@ int CaToolList::fetchAll(std::vector<Update>& updates, Fetch fetch, Deliver deli
 {
     updates.clear();
     for (CaTool* tool : distinctTools())
-        updates.push_back({tool, false});
+        updates.push_back({tool, tool->getName(), false});
 
     int status = CaToolServer::OK;
     for (int fetches = 0; fetches < MAX_FETCHES; ++fetches)
@@ -514,7 +516,7 @@ int CaToolList::fetchAll(std::vector<Update>& updates, Fetch fetch, Deliver deli
             return status;
 
         const auto update = std::find_if(updates.begin(), updates.end(),
-                                         [&](const Update& candidate) { return name == candidate.tool->getName(); });
+                                         [&](const Update& candidate) { return name == candidate.name; });
         if (update == updates.end())
             continue;
         deliver(*update->tool);

@@ -305,7 +305,10 @@ void ToolServer::startSession(const AcceptedClient& client)
 
 void ToolServer::clientSocketInterfaceExit()
 {
-    endSession(qobject_cast<const ClientSocketInterface*>(sender()));
+    // A session signals once for an exit and once for the end of its connection. The second signal may be handled when
+    // the session is gone and a new one stands at its address: only one that has terminated can be the sender.
+    const auto* session = qobject_cast<const ClientSocketInterface*>(sender());
+    endSession(session && session->hasTerminated() ? session : nullptr);
 }
 
 void ToolServer::endSession(const ClientSocketInterface* session)
