@@ -292,7 +292,7 @@ int TSClient::nextPoints(PacketKind kind, std::string& name, Vector3d* points, i
     Record record;
     if (!decode(packet, wireOrder(), record) || !copyPoints(record.points, points, room, count))
         return UNEXPECTED_PACKET;
-    name = std::string(record.name);
+    name.assign(record.name);
     return WAITING_FOR_PACKETS;
 }
 
@@ -344,7 +344,7 @@ int TSClient::nextTransform(std::string& name, Matrix3x3& rotation, Vector3d& tr
         return status;
     ListedTransformRecord pose;
     decode(packet, wireOrder(), pose);
-    name = std::string(pose.name);
+    name.assign(pose.name);
     const int measured = copyPose(pose, pose.name, rotation, translation);
     return measured == OK ? status : measured;
 }
@@ -390,7 +390,7 @@ int TSClient::getNearestTool(std::string& name, Vector3d* imags, int* count)
     NearestToolRecord record;
     if (!decode(packet, wireOrder(), record) || !copyPoints(record.points, imags, IMAGS_ROOM, count))
         return UNEXPECTED_PACKET;
-    name = std::string(record.name);
+    name.assign(record.name);
     return statusOfMeasurement(isFinite(imags, *count), name);
 }
 

@@ -502,13 +502,14 @@ template <class Fetch, class Deliver>
 int CaToolList::fetchAll(std::vector<Update>& updates, Fetch fetch, Deliver deliver)
 {
     updates.clear();
+    updates.reserve(MAX_TOOLS);
     for (CaTool* tool : distinctTools())
         updates.push_back({tool, tool->getName(), false});
 
     int status = CaToolServer::OK;
+    std::string name;
     for (int fetches = 0; fetches < MAX_FETCHES; ++fetches)
     {
-        std::string name;
         status = fetch(name);
         if (status == CaToolServer::TOOL_NOT_IN_VIEW)
             continue;
@@ -576,6 +577,7 @@ int CaToolList::findTool(std::vector<CaTool*> tools, const CaTool& tool)
 std::vector<CaTool*> CaToolList::distinctTools() const
 {
     std::vector<CaTool*> tools;
+    tools.reserve(MAX_TOOLS);
     for (int i = 0; i < m_NumberOfTools; ++i)
         if (!contains(tools, m_Tools[i]))
             tools.push_back(m_Tools[i]);
