@@ -21,9 +21,12 @@ install_prerequisites() {
         "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
 }
 
-# build_preset PRESET: configures and builds; prints only what is needed to follow it.
+# build_preset PRESET [TARGET...]: configures and builds everything, or the targets; prints what is needed to follow it.
 build_preset() {
-    cmake --preset "$1" >"build-$1.log" 2>&1 || { cat "build-$1.log" >&2; return 1; }
-    rm -f "build-$1.log"
-    cmake --build --preset "$1"
+    local preset=$1 log
+    shift
+    log=$(mktemp)
+    cmake --preset "$preset" >"$log" 2>&1 || { cat "$log" >&2; rm -f "$log"; return 1; }
+    rm -f "$log"
+    cmake --build --preset "$preset" ${1:+--target "$@"}
 }
