@@ -24,7 +24,9 @@ if(TBR_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
 endif()
 
 if(TBR_SANITIZE)
-  add_compile_options(-fsanitize=${TBR_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+  # With sanitizers GCC takes the standard library's own variables for uninitialised.
+  add_compile_options(-fsanitize=${TBR_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all
+                      -Wno-maybe-uninitialized)
   add_link_options(-fsanitize=${TBR_SANITIZE})
 endif()
 
