@@ -145,6 +145,14 @@ TEST(ToolServer, SaysWhyAModuleCannotBeLoaded)
 
 // Runs that end at once
 
+TEST(ToolServer, SurvivesAModuleThatThrowsInsteadOfMakingItsList)
+{
+    ToolServer server("", "FailingCamera", "", false, false);
+    const LogCapture log;
+    EXPECT_EQ(server.createToollist(TBR_FAILING_CAMERA), nullptr);
+    EXPECT_EQ(log.count("ERROR", "The camera module failed to make its tool list: the device is not connected\n"), 1);
+}
+
 TEST(ToolServer, RunsByItselfAndEndsWithoutAModule)
 {
     const LogCapture log;

@@ -48,6 +48,10 @@ Toollist* createInstance(ToollistFactory& factory)
     {
         TBR_LOG("ERROR") << "The camera module failed to make its tool list: " << error.what() << std::endl;
     }
+    catch (...)
+    {
+        TBR_LOG("ERROR") << "The camera module failed to make its tool list." << std::endl;
+    }
     return nullptr;
 }
 
