@@ -61,10 +61,11 @@ function(tbr_program target)
   install(TARGETS ${target} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 endfunction()
 
-# tbr_test(ClassName LIBRARIES ... [NEEDS target...] [LABELS ...] [TIMEOUT s]): the test program of ClassNameTest.cpp.
-# NEEDS names programs and plug-ins that must be built before the test runs.
+# tbr_test(ClassName LIBRARIES ... [NEEDS target...] [LABELS ...] [TIMEOUT s] [LONG]): the test program of
+# ClassNameTest.cpp. NEEDS names programs and plug-ins that must be built before the test runs. A LONG test runs for
+# minutes: only ./check --long (ctest -C Long) runs it.
 function(tbr_test name)
-  cmake_parse_arguments(ARG "SERIAL" "TIMEOUT" "LIBRARIES;NEEDS;SOURCES;LABELS" ${ARGN})
+  cmake_parse_arguments(ARG "SERIAL;LONG" "TIMEOUT" "LIBRARIES;NEEDS;SOURCES;LABELS" ${ARGN})
   tbr_require(tbr_test "${ARG_LIBRARIES}" LIBRARIES)
   add_executable(${name}Test ${name}Test.cpp ${ARG_SOURCES})
   tbr_warnings(${name}Test)
@@ -76,7 +77,12 @@ function(tbr_test name)
   if(NOT ARG_TIMEOUT)
     set(ARG_TIMEOUT 300)
   endif()
-  add_test(NAME ${name} COMMAND ${name}Test)
+  set(configurations)
+  if(ARG_LONG)
+    set(configurations CONFIGURATIONS Long)
+    list(APPEND ARG_LABELS long)
+  endif()
+  add_test(NAME ${name} ${configurations} COMMAND ${name}Test)
   set_tests_properties(${name} PROPERTIES TIMEOUT ${ARG_TIMEOUT} LABELS "${ARG_LABELS}"
     ENVIRONMENT "TSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/tests/tsan.supp;UBSAN_OPTIONS=print_stacktrace=1;LSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/tests/lsan.supp")
   if(ARG_SERIAL)
