@@ -21,6 +21,8 @@ class TestSocket : public CaStreamSocket
 public:
     explicit TestSocket(int descriptor) : CaStreamSocket(descriptor, true) { m_IsOpen = true; }
 
+    using CaStreamSocket::enableReadAhead;
+    using CaStreamSocket::hasReadAheadPacket;
     using CaStreamSocket::isPeerGone;
     using CaStreamSocket::m_Descriptor;
     using CaStreamSocket::m_ExpectedSize;
@@ -57,6 +59,15 @@ std::string pattern(std::size_t size)
     for (std::size_t i = 0; i < size; ++i)
         result[i] = static_cast<char>(i * 7 + i / 251);
     return result;
+}
+
+/// Waits until so many bytes have come that nobody has read.
+bool waitForBytes(Connection& connection, std::size_t count)
+{
+    PlainSocket socket = PlainSocket::adopt(connection.socket.m_Descriptor);
+    const bool haveCome = socket.waitForBytes(count);
+    socket.release();
+    return haveCome;
 }
 
 /// Reads on while only a part has arrived.
@@ -592,4 +603,91 @@ TEST(CaStreamSocket, EndsAWriteThatBlocksWhenAnotherThreadShutsItDown)
     connection.socket.shutdown();
     EXPECT_EQ(writing.get(), -5);
     EXPECT_EQ(log.count("ERROR", "send(): failed\n"), 2);
+}
+
+// Reading ahead
+
+TEST(CaStreamSocket, KnowsOfWholePacketsThatItHasReadAhead)
+{
+    Connection connection;
+    connection.socket.enableReadAhead();
+    EXPECT_FALSE(connection.socket.hasReadAheadPacket());
+    connection.peer.send(bytes("0001") + "a" + bytes("0002") + "bc" + bytes("0002") + "d");
+    EXPECT_TRUE(waitForBytes(connection, 10));
+    EXPECT_EQ(connection.socket.read(&connection.size, WITHOUT_WAIT), 0);
+    EXPECT_EQ(connection.socket.payload(connection.size), "a");
+    EXPECT_TRUE(connection.socket.hasReadAheadPacket());
+    EXPECT_EQ(connection.socket.read(&connection.size, PATIENTLY), 0);
+    EXPECT_EQ(connection.socket.payload(connection.size), "bc");
+    EXPECT_FALSE(connection.socket.hasReadAheadPacket());
+
+    EXPECT_EQ(connection.socket.read(&connection.size, AT_ONCE), -2);
+    connection.peer.send("e");
+    EXPECT_EQ(readPatiently(connection), 0);
+    EXPECT_EQ(connection.socket.payload(connection.size), "de");
+}
+
+TEST(CaStreamSocket, KnowsOfNoPacketReadAheadUnlessToldToReadAhead)
+{
+    Connection connection;
+    connection.peer.send(bytes("0001") + "a" + bytes("0001") + "b");
+    EXPECT_EQ(connection.socket.read(&connection.size, PATIENTLY), 0);
+    EXPECT_FALSE(connection.socket.hasReadAheadPacket());
+    EXPECT_EQ(connection.socket.read(&connection.size, PATIENTLY), 0);
+    EXPECT_EQ(connection.socket.payload(connection.size), "b");
+}
+
+TEST(CaStreamSocket, DoesNotTakeAFrameOfNoBytesForAPacketReadAhead)
+{
+    Connection connection;
+    connection.socket.enableReadAhead();
+    connection.peer.send(bytes("0001") + "a" + bytes("0000"));
+    EXPECT_TRUE(waitForBytes(connection, 5));
+    EXPECT_EQ(connection.socket.read(&connection.size, WITHOUT_WAIT), 0);
+    EXPECT_FALSE(connection.socket.hasReadAheadPacket());
+    EXPECT_EQ(connection.socket.read(&connection.size, WITHOUT_WAIT), -7);
+    EXPECT_TRUE(connection.socket.m_IsOpen);
+}
+
+TEST(CaStreamSocket, HasTheSameResultsByteByByteWhenItReadsAhead)
+{
+    Connection connection;
+    connection.socket.enableReadAhead();
+    connection.peer.send(bytes("00"));
+    EXPECT_EQ(connection.socket.read(&connection.size, PATIENTLY), -2);
+    EXPECT_EQ(connection.size, 0);
+    EXPECT_EQ(connection.socket.m_ReceivingState, 1);
+    connection.peer.send(bytes("02"));
+    EXPECT_EQ(connection.socket.read(&connection.size, AT_ONCE + 50), -2);
+    EXPECT_EQ(connection.socket.m_ReceivingState, 2);
+    connection.peer.send("x");
+    EXPECT_EQ(connection.socket.read(&connection.size, PATIENTLY), -2);
+    EXPECT_EQ(connection.socket.m_ReceivedSize, 1);
+    connection.peer.send("y");
+    EXPECT_EQ(connection.socket.read(&connection.size, PATIENTLY), 0);
+    EXPECT_EQ(connection.socket.payload(connection.size), "xy");
+    connection.peer.close();
+    EXPECT_EQ(connection.socket.read(&connection.size, PATIENTLY), -7);
+    EXPECT_FALSE(connection.socket.m_IsOpen);
+}
+
+TEST(CaStreamSocket, ReceivesTheLargestPacketsWhenItReadsAhead)
+{
+    Connection connection;
+    connection.socket.enableReadAhead();
+    const std::string large = pattern(65535);
+    auto sending = std::async(std::launch::async,
+                              [&]
+                              {
+                                  for (int i = 0; i < 3; ++i)
+                                      connection.peer.send(bytes("0001") + "a" + sizeHeader(65535) + large);
+                              });
+    for (int i = 0; i < 3; ++i)
+    {
+        ASSERT_EQ(readPatiently(connection), 0);
+        EXPECT_EQ(connection.socket.payload(connection.size), "a");
+        ASSERT_EQ(readPatiently(connection), 0);
+        EXPECT_EQ(connection.socket.payload(connection.size), large);
+    }
+    sending.get();
 }

@@ -87,6 +87,16 @@ public:
         return value;
     }
 
+    /// The port of the peer that any descriptor is connected to; 0 when it is not connected or no socket.
+    static int peerPortOf(int descriptor)
+    {
+        sockaddr_in peer = {};
+        socklen_t size = sizeof peer;
+        return ::getpeername(toHandle(descriptor), reinterpret_cast<sockaddr*>(&peer), &size) == 0
+                   ? ntohs(peer.sin_port)
+                   : 0;
+    }
+
     /// No socket yet; assign one.
     PlainSocket() = default;
     PlainSocket(PlainSocket&& other) noexcept : m_Handle(std::exchange(other.m_Handle, NONE)) {}
@@ -133,6 +143,17 @@ public:
         pollfd watched = {m_Handle, POLLIN, 0};
         return ::poll(&watched, 1, static_cast<int>(limit.count())) > 0;
 #endif
+    }
+
+    /// Whether so many bytes, which stay here, arrive while PATIENCE lasts.
+    bool waitForBytes(std::size_t count)
+    {
+        std::string seen(count, '\0');
+        const auto end = std::chrono::steady_clock::now() + PATIENCE;
+        while (std::chrono::steady_clock::now() < end && waitForInput(PATIENCE))
+            if (static_cast<std::size_t>(::recv(m_Handle, &seen[0], static_cast<Size>(count), MSG_PEEK)) == count)
+                return true;
+        return false;
     }
 
     void send(const std::string& data)

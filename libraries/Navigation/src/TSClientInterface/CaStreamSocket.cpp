@@ -91,7 +91,24 @@ unsigned short CaStreamSocket::swapSizeHeader(unsigned short size)
 
 int CaStreamSocket::receive(char* target, int size)
 {
-    return platform::receiveBytes(m_Descriptor, target, size);
+    return m_ReadAhead ? m_ReadAhead->receive(m_Descriptor, target, size)
+                       : platform::receiveBytes(m_Descriptor, target, size);
+}
+
+void CaStreamSocket::enableReadAhead()
+{
+    if (!m_ReadAhead)
+        m_ReadAhead = std::make_unique<ReadAhead>();
+}
+
+bool CaStreamSocket::hasReadAheadPacket() const
+{
+    if (!m_ReadAhead || m_ReceivingState != HEADER_DUE || m_ReadAhead->size() < HEADER_SIZE)
+        return false;
+    unsigned short header;
+    std::memcpy(&header, m_ReadAhead->bytes(), sizeof header);
+    const int payload = qFromBigEndian(header);
+    return payload > 0 && m_ReadAhead->size() - HEADER_SIZE >= payload; // a packet of no bytes reads as a failure
 }
 
 int CaStreamSocket::read(void* buffer, int* size, long timeoutMs)
@@ -113,7 +130,7 @@ int CaStreamSocket::read(int* size, long timeoutMs)
     if (m_ReceivingState == PAYLOAD_DUE && m_ExpectedSize == m_ReceivedSize)
         return SocketResult::PEER_CLOSED; // receiving no bytes looks like a closed peer, and nothing is worth waiting
                                           // for
-    if (timeoutMs >= 0)
+    if (timeoutMs >= 0 && (!m_ReadAhead || m_ReadAhead->size() == 0))
     {
         const int ready = waitForInput(timeoutMs);
         if (ready != SocketResult::SUCCESS)

@@ -1,6 +1,9 @@
 #pragma once
 
 #include <TSClientInterface/CaSocket.h>
+#include <TSClientInterface/ReadAhead.h>
+
+#include <memory>
 
 /// A TCP connection as a sequence of packets: each travels as a 2-byte payload length, unsigned and big-endian whatever
 /// enableByteSwapping() chose, and that many payload bytes.
@@ -47,6 +50,13 @@ protected:
     /// -1 or -5.
     int writeFrames(const char* bytes, int size);
 
+    /// From now on takes everything that has arrived at once, and serves later reads from it: packets that come
+    /// together then cost one call of the system. The results of read() are the same; isReadyToRead() tells of the
+    /// connection alone and not of what has been taken from it.
+    void enableReadAhead();
+    /// Whether a whole packet has been read ahead, so that a read would return it without waiting.
+    bool hasReadAheadPacket() const;
+
     /// Whether the peer closed its side or is gone. Never waits and takes no byte. May be asked while a packet is due.
     bool isPeerGone();
 
@@ -69,4 +79,6 @@ private:
     int receivePayload(int* size);
     int expectPayload(int* size, long timeoutMs);
     int expectRestOfHeader(int received, int* size);
+
+    std::unique_ptr<ReadAhead> m_ReadAhead; // null when nothing is read ahead
 };

@@ -21,6 +21,15 @@ struct SocketAddress
     alignas(4) unsigned char bytes[16] = {};
 };
 
+/// After how many seconds of silence a peer is asked for a sign of life, how often then, and how many requests may stay
+/// without an answer before the connection counts as lost.
+struct KeepAlive
+{
+    int idleSeconds;
+    int intervalSeconds;
+    int probes;
+};
+
 /// Starts the system's sockets, where they need a start. On failure returns false with the system's error number in
 /// `error`. Every start needs one endSockets().
 TBR_NAVIGATION_EXPORT bool startSockets(int& error);
@@ -42,6 +51,10 @@ TBR_NAVIGATION_EXPORT bool setNonBlocking(int descriptor, bool nonBlocking);
 TBR_NAVIGATION_EXPORT bool setReceiveBufferSize(int descriptor, int size);
 TBR_NAVIGATION_EXPORT bool setSendBufferSize(int descriptor, int size);
 TBR_NAVIGATION_EXPORT bool setNoDelay(int descriptor);
+/// Makes a connection whose peer is gone without a word fail after idleSeconds + probes * intervalSeconds, whether it
+/// is idle or has sent what nobody acknowledges (where the system lets that be chosen). A peer that is there, but
+/// leaves the system's buffers full for as long, counts as gone, too.
+TBR_NAVIGATION_EXPORT bool setKeepAlive(int descriptor, const KeepAlive& keepAlive);
 
 /// Every address of this machine. Of `port` the lower 16 bits count; 0 lets the system choose.
 TBR_NAVIGATION_EXPORT SocketAddress anyAddress(int port);
@@ -73,6 +86,8 @@ TBR_NAVIGATION_EXPORT bool isPeerGone(int descriptor);
 /// Receives what is there, at most `size` bytes, waiting for the first one in blocking mode. Returns the count, 0 when
 /// the peer of a connection has closed, -1 on failure.
 TBR_NAVIGATION_EXPORT int receiveBytes(int descriptor, void* buffer, int size);
+/// The same without ever waiting: 0 also when nothing is there.
+TBR_NAVIGATION_EXPORT int receiveAvailable(int descriptor, void* buffer, int size);
 /// The same for one datagram; also tells its sender.
 TBR_NAVIGATION_EXPORT int receiveFrom(int descriptor, void* buffer, int size, SocketAddress& sender);
 /// Sends. Returns the count of bytes taken, which in blocking mode is `size` unless the connection ends meanwhile, or

@@ -160,6 +160,21 @@ bool setNoDelay(int descriptor)
     return setOption(descriptor, IPPROTO_TCP, TCP_NODELAY, on);
 }
 
+bool setKeepAlive(int descriptor, const KeepAlive& keepAlive)
+{
+    const int on = 1;
+    bool isSet = setOption(descriptor, SOL_SOCKET, SO_KEEPALIVE, on) &&
+                 setOption(descriptor, IPPROTO_TCP, TCP_KEEPIDLE, keepAlive.idleSeconds) &&
+                 setOption(descriptor, IPPROTO_TCP, TCP_KEEPINTVL, keepAlive.intervalSeconds) &&
+                 setOption(descriptor, IPPROTO_TCP, TCP_KEEPCNT, keepAlive.probes);
+#ifdef TCP_USER_TIMEOUT
+    const unsigned int limitMs =
+        1000U * static_cast<unsigned int>(keepAlive.idleSeconds + keepAlive.probes * keepAlive.intervalSeconds);
+    isSet = isSet && setOption(descriptor, IPPROTO_TCP, TCP_USER_TIMEOUT, limitMs);
+#endif
+    return isSet;
+}
+
 SocketAddress anyAddress(int port)
 {
     return makeAddress({htonl(INADDR_ANY)}, port);
@@ -271,6 +286,15 @@ int receiveBytes(int descriptor, void* buffer, int size)
         return -1;
     return static_cast<int>(
         repeatInterrupted([&] { return recv(descriptor, buffer, static_cast<std::size_t>(size), 0); }));
+}
+
+int receiveAvailable(int descriptor, void* buffer, int size)
+{
+    if (size < 0)
+        return -1;
+    const auto count =
+        repeatInterrupted([&] { return recv(descriptor, buffer, static_cast<std::size_t>(size), MSG_DONTWAIT); });
+    return count < 0 && (errno == EAGAIN || errno == EWOULDBLOCK) ? 0 : static_cast<int>(count);
 }
 
 int receiveFrom(int descriptor, void* buffer, int size, SocketAddress& sender)

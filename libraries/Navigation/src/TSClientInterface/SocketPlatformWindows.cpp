@@ -3,6 +3,7 @@
 #ifndef NOMINMAX
 #define NOMINMAX
 #endif
+#include <mstcpip.h>
 #include <winsock2.h>
 #include <ws2tcpip.h>
 
@@ -135,6 +136,19 @@ bool setNoDelay(int descriptor)
     return setOption(descriptor, IPPROTO_TCP, TCP_NODELAY, on);
 }
 
+bool setKeepAlive(int descriptor, const KeepAlive& keepAlive)
+{
+    // The number of probes is fixed (10): the interval is chosen so that all of them take as long as was asked for.
+    constexpr int FIXED_PROBES = 10;
+    tcp_keepalive values = {};
+    values.onoff = 1;
+    values.keepalivetime = static_cast<u_long>(1000 * keepAlive.idleSeconds);
+    values.keepaliveinterval = static_cast<u_long>(1000 * keepAlive.probes * keepAlive.intervalSeconds / FIXED_PROBES);
+    DWORD written = 0;
+    return WSAIoctl(toHandle(descriptor), SIO_KEEPALIVE_VALS, &values, sizeof values, nullptr, 0, &written, nullptr,
+                    nullptr) == 0;
+}
+
 SocketAddress anyAddress(int port)
 {
     in_addr host;
@@ -235,6 +249,12 @@ int receiveBytes(int descriptor, void* buffer, int size)
     if (size < 0)
         return -1;
     return recv(toHandle(descriptor), static_cast<char*>(buffer), size, 0);
+}
+
+int receiveAvailable(int descriptor, void* buffer, int size)
+{
+    const int ready = waitReadable(descriptor, std::chrono::microseconds(0));
+    return ready > 0 ? receiveBytes(descriptor, buffer, size) : ready;
 }
 
 int receiveFrom(int descriptor, void* buffer, int size, SocketAddress& sender)
