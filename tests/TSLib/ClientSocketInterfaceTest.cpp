@@ -176,6 +176,86 @@ TEST_F(ClientSocketInterfaceTest, AnswersPipelinedRequestsInTheirOrder)
     EXPECT_EQ(session.receive(), bytes("14040506"));
 }
 
+TEST_F(ClientSocketInterfaceTest, AnswersWhatCameBeforeAFrameOfNoBytes)
+{
+    TestSession session(tools);
+    session.greet();
+    session.socket().send(framed(bytes("27")) + framed(bytes("27")) + bytes("0000"));
+    EXPECT_EQ(session.receive(), UNSUPPORTED);
+    EXPECT_EQ(session.receive(), UNSUPPORTED);
+    EXPECT_TRUE(eventually([&] { return session->hasTerminated(); }));
+}
+
+TEST_F(ClientSocketInterfaceTest, AnswersWhatCameBeforeAnIncompleteRequest)
+{
+    TestSession session(tools);
+    session.greet();
+    session.socket().send(framed(bytes("27")) + bytes("0005 16"));
+    EXPECT_EQ(session.receive(), UNSUPPORTED);
+    session.socket().send(bytes("01020304"));
+    EXPECT_EQ(session.receive(), acknowledgement("010203"));
+}
+
+TEST_F(ClientSocketInterfaceTest, AnswersWhatCameBeforeARequestThatKeepsTheModuleBusy)
+{
+    std::promise<void> released;
+    const std::shared_future<void> release = released.get_future().share();
+    tools.onRequestSwitch = [release](int&, bool&) { release.wait(); };
+    TestSession session(tools);
+    session.greet();
+    session.socket().send(framed(bytes("27")) + framed(SWITCH_REQUEST) + framed(bytes("27")));
+    EXPECT_EQ(session.receive(), UNSUPPORTED);
+    released.set_value();
+    EXPECT_EQ(session.receive(), bytes("20000000 00000000 00000000"));
+    EXPECT_EQ(session.receive(), UNSUPPORTED);
+}
+
+TEST_F(ClientSocketInterfaceTest, AnswersWhatCameBeforeARequestThatWaitsForTheSwitch)
+{
+    std::atomic<bool> isPressed{false};
+    tools.onRequestSwitch = [&](int& id, bool& state)
+    {
+        id = 5;
+        state = isPressed;
+    };
+    TestSession session(tools);
+    session.greet();
+    session.socket().send(framed(bytes("27")) + framed(bytes("21 000000 05000000 01000000")));
+    EXPECT_EQ(session.receive(), UNSUPPORTED);
+    isPressed = true;
+    EXPECT_EQ(session.receive(), acknowledgement());
+}
+
+TEST_F(ClientSocketInterfaceTest, AnswersWhatCameBeforeARequestThatFails)
+{
+    tools.onRequestSwitch = [](int&, bool&) { throw std::runtime_error("no footswitch"); };
+    TestSession session(tools);
+    session.greet();
+    session.socket().send(framed(bytes("27")) + framed(SWITCH_REQUEST) + framed(bytes("27")));
+    EXPECT_EQ(session.receive(), UNSUPPORTED);
+    EXPECT_TRUE(eventually([&] { return session->hasTerminated(); }));
+    session.remove();
+    EXPECT_TRUE(session.seesServerClose());
+}
+
+TEST_F(ClientSocketInterfaceTest, AnswersTensOfThousandsOfRequestsThatComeTogether)
+{
+    TestSession session(tools);
+    session.greet();
+    constexpr int COUNT = 30000; // 270 KB of requests, 180 KB of answers: more than any buffer holds
+    std::string requests;
+    std::string answers;
+    for (int i = 0; i < COUNT; ++i)
+    {
+        const std::string padding = {static_cast<char>(i), static_cast<char>(i >> 8), static_cast<char>(i >> 16)};
+        requests += framed(bytes("16") + padding + "abc");
+        answers += framed(bytes("14") + padding);
+    }
+    auto sending = std::async(std::launch::async, [&] { session.socket().send(requests); });
+    EXPECT_EQ(session.socket().receive(answers.size()), answers);
+    sending.get();
+}
+
 TEST_F(ClientSocketInterfaceTest, GoesOnAfterRequestsOfRandomBytes)
 {
     tools.insertTool(0, "", makeTool("Probe", {{1, 2, 3}}, {{1, 2, 3}}));

@@ -419,6 +419,44 @@ TEST(ToolServer, ServesManyClientsThatComeAtOnce)
         EXPECT_TRUE(client.isServed());
 }
 
+TEST(ToolServer, LetsNobodyWaitForASessionThatTheModuleHoldsUp)
+{
+    CameraControl camera;
+    qputenv("TBR_TEST_CAMERA", camera.address().c_str());
+    ServerInThread server;
+    camera.accept();
+    qunsetenv("TBR_TEST_CAMERA");
+    camera.tell("plug 0 Probe");
+    camera.tell("start");
+    ProtocolClient leaves(server.port(), Order::HOST);
+    camera.tell("block updateCalibration");
+    leaves.socket().send(framed(bytes("32")) + framed(bytes("23000000") + nameField("Probe")));
+    EXPECT_EQ(leaves.receive(), acknowledgement());
+    camera.tell("await updateCalibration");
+    EXPECT_TRUE(leaves.seesServerClose());
+
+    ProtocolClient comes(server.port(), Order::HOST);
+    EXPECT_TRUE(comes.isServed());
+    camera.tell("release");
+    EXPECT_TRUE(comes.isServed());
+}
+
+TEST(ToolServer, AsksSilentClientsForASignOfLife)
+{
+    ServerInThread server;
+    ProtocolClient client(server.port(), Order::HOST);
+    int session = 1;
+    while (session < 10000 && PlainSocket::peerPortOf(session) != client.socket().port())
+        ++session;
+    EXPECT_EQ(PlainSocket::optionOf(session, SOL_SOCKET, SO_KEEPALIVE), 1);
+#ifdef TCP_USER_TIMEOUT // where the system lets all of it be looked at
+    EXPECT_EQ(PlainSocket::optionOf(session, IPPROTO_TCP, TCP_KEEPIDLE), 20);
+    EXPECT_EQ(PlainSocket::optionOf(session, IPPROTO_TCP, TCP_KEEPINTVL), 10);
+    EXPECT_EQ(PlainSocket::optionOf(session, IPPROTO_TCP, TCP_KEEPCNT), 3);
+    EXPECT_EQ(PlainSocket::optionOf(session, IPPROTO_TCP, TCP_USER_TIMEOUT), 50000);
+#endif
+}
+
 // Recording and replay
 
 TEST(ToolServer, RecordsToTheFileThatItWasGiven)

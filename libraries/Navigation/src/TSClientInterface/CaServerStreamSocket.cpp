@@ -8,13 +8,6 @@
 
 namespace platform = tbr::platform;
 
-namespace
-{
-
-constexpr int BACKLOG = 5;
-
-} // namespace
-
 CaServerStreamSocket::CaServerStreamSocket() : CaStreamSocket(false, true) {}
 
 CaServerStreamSocket::CaServerStreamSocket(int descriptor) : CaStreamSocket(descriptor, true)
@@ -62,7 +55,7 @@ int CaServerStreamSocket::getPortNumber() const
 
 int CaServerStreamSocket::listen()
 {
-    if (m_Descriptor != 0 && platform::listenOn(m_Descriptor, BACKLOG))
+    if (m_Descriptor != 0 && platform::listenOn(m_Descriptor, m_Backlog))
         return SocketResult::SUCCESS;
     TBR_LOG("ERROR") << "invalid descriptor" << std::endl;
     return SocketResult::NOT_CONNECTED;

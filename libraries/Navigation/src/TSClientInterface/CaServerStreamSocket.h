@@ -28,6 +28,9 @@ public:
     /// Lets clients connect from now on, before the first waitForClientRequest(); they wait until they are accepted.
     /// Returns 0, or -3 when the socket is not bound.
     int listen();
+    /// How many clients the system lets wait for listen() and waitForClientRequest() from the next call on: 5 unless
+    /// told otherwise. It makes others try again later.
+    void setBacklog(int clients) { m_Backlog = clients; }
     /// Listens (anew with every call) and blocks until a client connects. Returns 0 with the connection's descriptor,
     /// which the caller then owns, and the client's address as four decimal numbers with dots; -3 on failure.
     int waitForClientRequest(int& socket, std::string& clientName);
@@ -37,4 +40,6 @@ public:
 private:
     int openAt(const tbr::platform::SocketAddress& address);
     void sendAtOnce();
+
+    int m_Backlog = 5;
 };

@@ -10,6 +10,7 @@
 #include <chrono>
 #include <cstring>
 #include <exception>
+#include <future>
 #include <iostream>
 #include <sstream>
 #include <thread>
@@ -25,7 +26,7 @@ constexpr int CONNECTED_WITH_ERROR = 17;
 constexpr int PROTOCOL_VERSION = 1;
 constexpr int CONNECTION_LOST = -7;
 constexpr double NEAREST_TOOL_LIMIT = 1000.0;
-constexpr int STOP_PATIENCE_MS = 1000;
+constexpr std::chrono::milliseconds STOP_PATIENCE(1000);
 
 /// Answers are sent when this much has come together, so that the longest tool list takes no more memory.
 constexpr std::size_t ANSWERS_LIMIT = 60000;
@@ -66,29 +67,30 @@ ClientSocketInterface::Requests ClientSocketInterface::makeRequests()
 {
     using Self = ClientSocketInterface;
     Requests requests;
-    requests.fill({&Self::handlePUnknown, Guard::NONE});
-    const auto row = [&requests](PacketKind kind, void (Self::*handler)(AllPacketType&), Guard guard) {
-        requests[static_cast<unsigned char>(kind)] = {handler, guard};
+    requests.fill({&Self::handlePUnknown, Guard::NONE, Duration::SHORT});
+    const auto row = [&requests](PacketKind kind, void (Self::*handler)(AllPacketType&),
+                                 Duration duration = Duration::SHORT, Guard guard = Guard::NEEDS_CONNECTION) {
+        requests[static_cast<unsigned char>(kind)] = {handler, guard, duration};
     };
-    row(PacketKind::CONNECT, &Self::handlePConnect, Guard::NONE);
-    row(PacketKind::STATUS, &Self::handlePStatus, Guard::NEEDS_CONNECTION);
-    row(PacketKind::TOOL_CHECK, &Self::handlePToolcheck, Guard::NEEDS_CONNECTION);
-    row(PacketKind::FRAME_OF_REFERENCE, &Self::handlePFOR, Guard::NEEDS_CONNECTION);
-    row(PacketKind::MARKER, &Self::handlePMarker, Guard::NEEDS_CONNECTION);
-    row(PacketKind::ALL_MARKER, &Self::handlePAllMarker, Guard::NEEDS_CONNECTION);
-    row(PacketKind::IMAGINARY, &Self::handlePImaginary, Guard::NEEDS_CONNECTION);
-    row(PacketKind::ALL_IMAGINARY, &Self::handlePAllImaginary, Guard::NEEDS_CONNECTION);
-    row(PacketKind::RIGID_TRANSFORM, &Self::handlePRigtrans, Guard::NEEDS_CONNECTION);
-    row(PacketKind::ALL_RIGID_TRANSFORM, &Self::handlePAllRigtrans, Guard::NEEDS_CONNECTION);
-    row(PacketKind::NEAREST_TOOL, &Self::handlePNearestTool, Guard::NEEDS_CONNECTION);
-    row(PacketKind::SWITCH, &Self::handlePSwitch, Guard::NEEDS_CONNECTION);
-    row(PacketKind::ALL_RIGID_TRANSFORM_ON_SWITCH, &Self::handlePAllRigtransOnSwitch, Guard::NEEDS_CONNECTION);
-    row(PacketKind::ADD_NORMAL_VECTORS, &Self::handlePAddNormalVectors, Guard::NEEDS_CONNECTION);
-    row(PacketKind::CALIBRATE, &Self::handlePCalibrate, Guard::NEEDS_CONNECTION);
-    row(PacketKind::TOOL_INIT, &Self::handlePToolInit, Guard::NEEDS_CONNECTION);
-    row(PacketKind::ALLOWED_NEAREST_TOOL, &Self::handlePAllowedNearestTool, Guard::NEEDS_CONNECTION);
-    row(PacketKind::GET_NORMAL_VECTOR, &Self::handlePGetNormalVector, Guard::NEEDS_CONNECTION);
-    row(PacketKind::EXIT, &Self::handlePExit, Guard::NONE);
+    row(PacketKind::CONNECT, &Self::handlePConnect, Duration::SHORT, Guard::NONE);
+    row(PacketKind::STATUS, &Self::handlePStatus, Duration::MODULES_TIME);
+    row(PacketKind::TOOL_CHECK, &Self::handlePToolcheck);
+    row(PacketKind::FRAME_OF_REFERENCE, &Self::handlePFOR);
+    row(PacketKind::MARKER, &Self::handlePMarker);
+    row(PacketKind::ALL_MARKER, &Self::handlePAllMarker);
+    row(PacketKind::IMAGINARY, &Self::handlePImaginary);
+    row(PacketKind::ALL_IMAGINARY, &Self::handlePAllImaginary);
+    row(PacketKind::RIGID_TRANSFORM, &Self::handlePRigtrans);
+    row(PacketKind::ALL_RIGID_TRANSFORM, &Self::handlePAllRigtrans);
+    row(PacketKind::NEAREST_TOOL, &Self::handlePNearestTool);
+    row(PacketKind::SWITCH, &Self::handlePSwitch, Duration::MODULES_TIME);
+    row(PacketKind::ALL_RIGID_TRANSFORM_ON_SWITCH, &Self::handlePAllRigtransOnSwitch, Duration::MODULES_TIME);
+    row(PacketKind::ADD_NORMAL_VECTORS, &Self::handlePAddNormalVectors, Duration::MODULES_TIME);
+    row(PacketKind::CALIBRATE, &Self::handlePCalibrate, Duration::MODULES_TIME);
+    row(PacketKind::TOOL_INIT, &Self::handlePToolInit, Duration::MODULES_TIME);
+    row(PacketKind::ALLOWED_NEAREST_TOOL, &Self::handlePAllowedNearestTool);
+    row(PacketKind::GET_NORMAL_VECTOR, &Self::handlePGetNormalVector);
+    row(PacketKind::EXIT, &Self::handlePExit, Duration::SHORT, Guard::NONE);
     return requests;
 }
 
@@ -99,8 +101,12 @@ ClientSocketInterface::ClientSocketInterface(int socket, Toollist* toollist)
       m_ExitCallbackData(nullptr), m_StopRequested(false), m_HasTerminated(false)
 {
     enableByteSwapping(false);
+    enableReadAhead();
     m_AllowedNearestTypes[0] = 1;
     moveToThread(m_Thread);
+    std::promise<void> started;
+    const auto startNotice = connect(
+        m_Thread, &QThread::started, m_Thread, [&started] { started.set_value(); }, Qt::DirectConnection);
     tbr::assertHolds(connect(m_Thread, SIGNAL(started()), this, SLOT(evaluateClientMessage())),
                      "connect(m_thread, SIGNAL(started()), this, SLOT(evaluateClientMessage()))",
                      "TSLib/ClientSocketInterface.cpp", 107);
@@ -109,15 +115,18 @@ ClientSocketInterface::ClientSocketInterface(int socket, Toollist* toollist)
     {
         TBR_LOG("ERROR") << "There is no thread for the client at socket " << m_SocketNumber << "." << std::endl;
         m_HasTerminated = true;
+        return;
     }
+    // Not before it runs has the thread all that it takes from the system: its owner can tell what is left then.
+    started.get_future().wait();
+    disconnect(startNotice);
 }
 
 ClientSocketInterface::~ClientSocketInterface()
 {
     print("current thread ", currentThread(), "\nquitting thread ", static_cast<const void*>(m_Thread), "\n");
     requestStop();
-    m_Thread->quit();
-    if (!m_Thread->wait(STOP_PATIENCE_MS))
+    if (!waitForEnd(STOP_PATIENCE))
     {
         // Only a camera module that does not return can hold a session up. Its thread uses this object: it must not go.
         TBR_LOG("ERROR") << "The session at socket " << m_SocketNumber
@@ -147,6 +156,12 @@ void ClientSocketInterface::requestStop()
 {
     m_StopRequested = true;
     shutdown();
+    m_Thread->quit();
+}
+
+bool ClientSocketInterface::waitForEnd(std::chrono::milliseconds limit)
+{
+    return m_Thread->wait(static_cast<unsigned long>(limit.count()));
 }
 
 void ClientSocketInterface::terminate()
@@ -202,11 +217,14 @@ void ClientSocketInterface::logReadFailure(int status) const
 bool ClientSocketInterface::answerRequest(AllPacketType& packet)
 {
     const Request& request = ourRequests[static_cast<unsigned char>(packet.bytes[0])];
+    if (request.duration == Duration::MODULES_TIME)
+        sendAnswers();
+    const std::size_t earlierAnswers = m_Answers.size();
     try
     {
-        if (request.guard == Guard::NONE || !handleNOTConnected(packet))
-            (this->*request.handler)(packet);
-        sendAnswers();
+        handle(request, packet);
+        if (!hasReadAheadPacket() || m_Answers.size() >= ANSWERS_LIMIT)
+            sendAnswers();
         return true;
     }
     catch (const std::exception& error)
@@ -218,8 +236,15 @@ bool ClientSocketInterface::answerRequest(AllPacketType& packet)
     {
         TBR_LOG("ERROR") << "The session at socket " << m_SocketNumber << " ends: a request failed." << std::endl;
     }
-    m_Answers.clear();
+    m_Answers.resize(std::min(m_Answers.size(), earlierAnswers)); // nothing of this request, which may be in the midst
+    sendAnswers();
     return false;
+}
+
+void ClientSocketInterface::handle(const Request& request, AllPacketType& packet)
+{
+    if (request.guard == Guard::NONE || !handleNOTConnected(packet))
+        (this->*request.handler)(packet);
 }
 
 bool ClientSocketInterface::handleNOTConnected(AllPacketType& packet)

@@ -6,6 +6,7 @@
 
 #include <array>
 #include <atomic>
+#include <chrono>
 #include <string>
 #include <vector>
 
@@ -22,7 +23,9 @@ class QThread;
 /// session's thread out of any wait and waits for it.
 ///
 /// Answers to a request are put together while the tools are kept alive by a Toollist::Reading, and sent after that: a
-/// client that does not read keeps nobody waiting but its own session.
+/// client that does not read keeps nobody waiting but its own session. Requests that arrived together are answered
+/// together: answers are sent as soon as no complete request is left of what has been received, and before any request
+/// whose answer takes the camera module.
 class TBR_NAVIGATION_EXPORT ClientSocketInterface : public CaServerStreamSocket
 {
     Q_OBJECT
@@ -46,6 +49,10 @@ public:
     /// follows any more.
     void requestStop();
 
+    /// After requestStop(): waits for the session's thread at most for the time given. True when it has ended. Only a
+    /// camera module that does not return holds it up.
+    bool waitForEnd(std::chrono::milliseconds limit);
+
 public slots:
     /// Reads and answers requests until the client has gone. Started by the session's thread.
     void evaluateClientMessage();
@@ -60,10 +67,16 @@ private:
         NONE,            ///< served before a connect request, too
         NEEDS_CONNECTION ///< answered with an error before a connect request
     };
+    enum class Duration
+    {
+        SHORT,       ///< takes what the tools have in memory
+        MODULES_TIME ///< takes as long as the camera module, or the footswitch, likes
+    };
     struct Request
     {
         void (ClientSocketInterface::*handler)(AllPacketType&);
         Guard guard;
+        Duration duration;
     };
     struct NearestTool
     {
@@ -80,6 +93,7 @@ private:
     bool readRequest(AllPacketType& packet, int& status);
     void logReadFailure(int status) const;
     bool answerRequest(AllPacketType& packet);
+    void handle(const Request& request, AllPacketType& packet);
     bool handleNOTConnected(AllPacketType& packet);
 
     void handlePConnect(AllPacketType& packet);
@@ -138,7 +152,7 @@ private:
     void (*m_ExitCallback)(ClientSocketInterface*, void*);
     void* m_ExitCallbackData;
 
-    std::vector<char> m_Answers; // framed answers of the current request that are not sent yet
+    std::vector<char> m_Answers; // framed answers that are not sent yet
     std::atomic<bool> m_StopRequested;
     std::atomic<bool> m_HasTerminated;
 };

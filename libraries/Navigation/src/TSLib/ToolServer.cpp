@@ -3,6 +3,7 @@
 #include <TSBase/ReplayTL.h>
 #include <TSClientInterface/CaClientStreamSocket.h>
 #include <TSClientInterface/SocketPlatform.h>
+#include <TSClientInterface/SocketResult.h>
 #include <TSLib/ClientSocketInterface.h>
 
 #include <tbrBase/FilePlatform.h>
@@ -21,7 +22,6 @@
 #include <algorithm>
 #include <chrono>
 #include <exception>
-#include <future>
 #include <iostream>
 #include <sstream>
 
@@ -30,11 +30,34 @@ namespace
 
 constexpr int START_DELAY_MS = 500;
 constexpr std::chrono::milliseconds POLL_PERIOD(50);
+constexpr int WAITING_CLIENTS = 1024; // whom the system has no room for tries again after a whole second
+constexpr long ACCEPT_LOOK_MS = 250;  // a wait for clients notices the end after this time even if it cannot be woken
+
+/// A session's thread takes one descriptor, without which the process could not go on. The thread that accepts clients
+/// takes some at the same time; the rest is for the camera module.
+constexpr int DESCRIPTORS_NEEDED = static_cast<int>(ClientQueue::CAPACITY) + 12;
+
+/// A silent client is asked for a sign of life after 20 s, every 10 s; without any for 50 s it counts as gone.
+constexpr tbr::platform::KeepAlive KEEP_ALIVE{20, 10, 3};
+
 const char* const EVERY_ADDRESS = "0.0.0.0";
 
 const void* currentThread()
 {
     return QThread::currentThread();
+}
+
+/// Whether this process may open so many more descriptors now.
+bool canOpenDescriptors(int count)
+{
+    if (count == 0)
+        return true;
+    const int descriptor = tbr::platform::createSocket(false);
+    if (descriptor < 0)
+        return false;
+    const bool canOpenTheRest = canOpenDescriptors(count - 1);
+    tbr::platform::closeSocket(descriptor);
+    return canOpenTheRest;
 }
 
 /// The module's tool list; null, with the reason in the log, when the module throws instead.
@@ -61,7 +84,7 @@ ToolServer::ToolServer(const std::string& pluginDirectory, const std::string& mo
                        const std::string& logFileName, bool replay, bool replayOption)
     : m_Toollist(nullptr), m_Port(DEFAULT_PORT), m_LogFileName(logFileName), m_IsReplay(replay),
       m_ReplayOption(replayOption), m_StopRequested(false), m_IsListening(false), m_IsAccepting(false),
-      m_IsRunning(false), m_BindAddress(EVERY_ADDRESS), m_MaximumClients(0)
+      m_SpareSocket(-1), m_IsRunning(false), m_BindAddress(EVERY_ADDRESS), m_MaximumClients(0)
 {
     if (m_IsReplay)
         TBR_LOG("toolserver") << "Using replay module as camera plugin.\n";
@@ -88,6 +111,7 @@ ToolServer::~ToolServer()
     for (const auto& session : m_Sessions)
         session->requestStop();
     m_Sessions.clear();
+    m_EndingSessions.clear();
     stopCamera();
     m_Factory.reset();
     TBR_LOG("toolserver") << "\n... SHUTDOWN COMPLETED!\n\n";
@@ -215,6 +239,7 @@ void ToolServer::startCamera()
 
 void ToolServer::openPort()
 {
+    setBacklog(WAITING_CLIENTS);
     const bool isOpen = m_BindAddress == EVERY_ADDRESS ? open(m_Port) == 0 : open(m_BindAddress, m_Port) == 0;
     if (!isOpen || listen() != 0)
     {
@@ -230,16 +255,14 @@ void ToolServer::openPort()
 
 void ToolServer::acceptClients()
 {
+    m_Clients.open();
+    QFuture<void> acceptance = QtConcurrent::run([this] { queueClients(); });
     while (!m_StopRequested)
     {
         const AcceptedClient client = waitForClient();
         std::cout << "new client connection\n" << std::flush;
         if (client.result < 0)
-        {
-            tbr::msleep(static_cast<int>(POLL_PERIOD.count())); // what is lacking (a descriptor, say) may come back
-            QCoreApplication::processEvents();
             continue;
-        }
         if (m_StopRequested || !mayComeIn(client))
         {
             tbr::platform::closeSocket(client.socket);
@@ -251,30 +274,75 @@ void ToolServer::acceptClients()
         startSession(client);
         QCoreApplication::processEvents();
     }
+    m_Clients.close();
+    while (!acceptance.isFinished())
+    {
+        shutdown(); // the port; again, because the accept that is about to begin would open it again
+        tbr::msleep(1);
+    }
+    for (AcceptedClient client; m_Clients.take(client, std::chrono::milliseconds(0));)
+        if (client.result == SocketResult::SUCCESS)
+            tbr::platform::closeSocket(client.socket);
 }
 
-/// Waits for a client on a thread of the pool, while this thread goes on with its pending events.
-ToolServer::AcceptedClient ToolServer::waitForClient()
+/// Accepts clients until the server is told to stop. Runs on a thread of the pool. Before each accept it waits for
+/// somebody to come: unlike the accept, that takes no descriptor and so does not fail for the want of one.
+void ToolServer::queueClients()
+{
+    m_SpareSocket = tbr::platform::createSocket(false);
+    while (!m_StopRequested)
+    {
+        m_IsAccepting = true;
+        const bool isAnybodyThere = waitForAnybody() && !m_StopRequested;
+        AcceptedClient client;
+        if (isAnybodyThere)
+            client.result = waitForClientRequest2(&client.socket, &client.address);
+        m_IsAccepting = false;
+        if (!isAnybodyThere)
+            continue;
+        if (!m_Clients.put(client) && client.result == SocketResult::SUCCESS)
+            tbr::platform::closeSocket(client.socket);
+        if (client.result < 0 && !sendOneAway())
+            tbr::msleep(static_cast<int>(POLL_PERIOD.count())); // what is lacking may come back
+    }
+    m_Clients.close();
+    tbr::platform::closeSocket(m_SpareSocket);
+}
+
+/// False when there is nobody to accept for some time. Without a port nothing is waited for: the accept says so.
+bool ToolServer::waitForAnybody()
+{
+    return !m_IsListening || waitForInput(ACCEPT_LOOK_MS) != SocketResult::NOTHING_YET;
+}
+
+/// After an accept that failed: if a client waits, accepts it in place of the spare descriptor and closes its
+/// connection, so that it knows. False when there is no such client.
+bool ToolServer::sendOneAway()
+{
+    if (!m_IsListening || m_StopRequested || waitForInput(0) != SocketResult::SUCCESS)
+        return false;
+    tbr::platform::closeSocket(m_SpareSocket);
+    tbr::platform::SocketAddress address;
+    const int client = tbr::platform::acceptConnection(m_Descriptor, address);
+    if (client > 0)
+        tbr::platform::closeSocket(client);
+    m_SpareSocket = tbr::platform::createSocket(false);
+    return client > 0;
+}
+
+/// Waits for the next client, while this thread goes on with its pending events.
+AcceptedClient ToolServer::waitForClient()
 {
     AcceptedClient client;
-    std::promise<void> accepted;
-    const std::future<void> acceptance = accepted.get_future();
-    m_IsAccepting = true;
-    QFuture<void> accept = QtConcurrent::run(
-        [&]
-        {
-            client.result = waitForClientRequest2(&client.socket, &client.address);
-            m_IsAccepting = false;
-            accepted.set_value();
-        });
-    while (acceptance.wait_for(POLL_PERIOD) != std::future_status::ready)
+    while (!m_Clients.take(client, POLL_PERIOD) && !m_Clients.isClosed())
     {
         QCoreApplication::processEvents();
+        deleteEndedSessions();
         if (m_StopRequested)
             wakeAccept(); // again: the first wake may have come before the wait had begun
     }
-    accept.waitForFinished();
     QCoreApplication::processEvents(); // sessions that ended before make room for this client
+    deleteEndedSessions();
     return client;
 }
 
@@ -286,10 +354,17 @@ bool ToolServer::mayComeIn(const AcceptedClient& client) const
                               << std::endl;
         return false;
     }
-    if (m_MaximumClients > 0 && m_Sessions.size() >= static_cast<std::size_t>(m_MaximumClients))
+    const std::size_t count = m_Sessions.size() + m_EndingSessions.size();
+    if (m_MaximumClients > 0 && count >= static_cast<std::size_t>(m_MaximumClients))
     {
-        TBR_LOG("toolserver") << "A client from " << client.address << " was sent away: there are " << m_Sessions.size()
+        TBR_LOG("toolserver") << "A client from " << client.address << " was sent away: there are " << count
                               << " clients already." << std::endl;
+        return false;
+    }
+    if (!canOpenDescriptors(DESCRIPTORS_NEEDED))
+    {
+        TBR_LOG("ERROR") << "A client from " << client.address
+                         << " was sent away: this process may not open more descriptors." << std::endl;
         return false;
     }
     return true;
@@ -297,6 +372,9 @@ bool ToolServer::mayComeIn(const AcceptedClient& client) const
 
 void ToolServer::startSession(const AcceptedClient& client)
 {
+    if (!tbr::platform::setKeepAlive(client.socket, KEEP_ALIVE))
+        TBR_LOG("ERROR") << "A client from " << client.address << " will not be missed if it goes without a word."
+                         << std::endl;
     m_Sessions.push_back(std::make_unique<ClientSocketInterface>(client.socket, m_Toollist));
     ClientSocketInterface* clientSocketInterface = m_Sessions.back().get();
     tbr::assertHolds(
@@ -333,8 +411,19 @@ bool ToolServer::deleteSession(const ClientSocketInterface* session)
     line << "current thread " << currentThread();
     std::cout << line.str() << std::flush;
     TBR_LOG("toolserver") << "\t\tClient interface at socket " << session->getSocketNumber() << std::endl;
+    std::unique_ptr<ClientSocketInterface> ended = std::move(*found);
     m_Sessions.erase(found);
+    ended->requestStop();
+    if (!ended->waitForEnd(POLL_PERIOD)) // the camera module holds it up: nobody else is to wait for that
+        m_EndingSessions.push_back(std::move(ended));
     return true;
+}
+
+void ToolServer::deleteEndedSessions()
+{
+    const auto hasEnded = [](const auto& session) { return session->waitForEnd(std::chrono::milliseconds(0)); };
+    m_EndingSessions.erase(std::remove_if(m_EndingSessions.begin(), m_EndingSessions.end(), hasEnded),
+                           m_EndingSessions.end());
 }
 
 Toollist* ToolServer::createToollist(const std::string& modulePath)

@@ -3,6 +3,7 @@
 #include <TSBase/Toollist.h>
 #include <TSClientInterface/CaServerStreamSocket.h>
 #include <TSLib/AddressFilter.h>
+#include <TSLib/ClientQueue.h>
 
 #include <tbrCore/DLLFactory.h>
 
@@ -21,8 +22,12 @@ class QThread;
 ///
 /// Thread: construct it on a thread with an event loop; run() then occupies that thread, and lets its pending events
 /// run, until the server is told to stop. Sessions are made and deleted there. The camera module lives in a thread of
-/// its own, each session in another, and one thread of the global pool waits for clients. terminateMainThread() may be
-/// called from any thread. Ownership: the server owns the tool list, the camera's thread and the sessions.
+/// its own, each session in another, and one thread of the global pool accepts clients as fast as they come.
+/// terminateMainThread() may be called from any thread. Ownership: the server owns the tool list, the camera's thread
+/// and the sessions.
+///
+/// Clients that are gone without a word are noticed within a minute. While the process is short of descriptors new
+/// clients are sent away, and those that are served are served on.
 class TBR_NAVIGATION_EXPORT ToolServer : public CaServerStreamSocket
 {
     Q_OBJECT
@@ -76,21 +81,18 @@ signals:
     void finished(int result);
 
 private:
-    struct AcceptedClient
-    {
-        int result = -1;
-        int socket = -1;
-        std::string address;
-    };
-
     int serve();
     void startCamera();
     void openPort();
     void acceptClients();
+    void queueClients();
+    bool waitForAnybody();
+    bool sendOneAway();
     AcceptedClient waitForClient();
     void wakeAccept();
     bool mayComeIn(const AcceptedClient& client) const;
     void startSession(const AcceptedClient& client);
+    void deleteEndedSessions();
     void endSession(const ClientSocketInterface* session);
     bool deleteSession(const ClientSocketInterface* session);
     void stopCamera();
@@ -99,15 +101,18 @@ private:
     std::unique_ptr<QThread> m_CameraThread;
     std::atomic<int> m_Port;
     std::unique_ptr<DLLFactory<ToollistFactory>> m_Factory;
-    std::vector<std::unique_ptr<ClientSocketInterface>> m_Sessions; // in order of connection
+    std::vector<std::unique_ptr<ClientSocketInterface>> m_Sessions;       // in order of connection
+    std::vector<std::unique_ptr<ClientSocketInterface>> m_EndingSessions; // told to stop, but busy in the camera module
     std::string m_ModulePath;
     const std::string m_LogFileName;
     const bool m_IsReplay;
     const bool m_ReplayOption;
     std::atomic<bool> m_StopRequested;
 
+    ClientQueue m_Clients; // accepted, and not served yet
     std::atomic<bool> m_IsListening;
     std::atomic<bool> m_IsAccepting; // a thread of the pool waits for a client, or is about to
+    int m_SpareSocket;               // used by that thread only: a descriptor to give up when there is no other
     bool m_IsRunning;
     std::string m_BindAddress;
     AddressFilter m_AllowedClients;
