@@ -59,6 +59,9 @@ protected:
     /// Makes a new datagram (UDP) or stream (TCP) socket.
     CaSocket(bool dataGram, bool blocking);
 
+    /// Whether the conversions below change anything.
+    bool isByteSwapping() const { return sockhtonf == &sockhtonfDO; }
+
     int getDescriptor() const { return m_Descriptor; }
     /// The number of sockets alive in this process.
     static int getNumberOfSockets();

@@ -257,7 +257,7 @@ bool ClientSocketInterface::handleNOTConnected(AllPacketType& packet)
 
 WireOrder ClientSocketInterface::wireOrder() const
 {
-    return {sockhtonl, sockntohl, sockhtonf, sockntohf};
+    return {sockhtonl, sockntohl, sockhtonf, sockntohf, !isByteSwapping()};
 }
 
 template <class Record>

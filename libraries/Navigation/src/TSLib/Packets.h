@@ -298,28 +298,44 @@ void exchange(Packet& packet, NormalVectorRecord& record)
     packet(NormalVectorRecord::MAX_RMS, record.maxRMS);
 }
 
+/// Calls `exchangeAs` with the order that is known to the compiler when the numbers are copied as they are, as most
+/// clients' are.
+template <class Exchange>
+auto inOrder(const WireOrder& order, Exchange exchangeAs)
+{
+    return order.isHostOrder ? exchangeAs(HostOrder()) : exchangeAs(order);
+}
+
 /// Writes a record's values into a packet, which is `Record::SIZE` bytes long then.
 template <class Record>
 void encode(AllPacketType& packet, const WireOrder& order, Record& values)
 {
-    PacketWriter writer(packet.bytes, Record::SIZE, order);
-    exchange(writer, values);
+    inOrder(order,
+            [&](const auto& known)
+            {
+                record::Writer writer(packet.bytes, Record::SIZE, known);
+                exchange(writer, values);
+            });
 }
 
 /// Reads a record's values out of a packet; false when a count in it does not fit. Texts are views into the packet.
 template <class Record>
 bool decode(const AllPacketType& packet, const WireOrder& order, Record& values)
 {
-    PacketReader reader(packet.bytes, AllPacketType::SIZE, order);
-    exchange(reader, values);
-    return reader.isGood();
+    return inOrder(order,
+                   [&](const auto& known)
+                   {
+                       record::Reader reader(packet.bytes, AllPacketType::SIZE, known);
+                       exchange(reader, values);
+                       return reader.isGood();
+                   });
 }
 
 /// The tool that a request names. The view points into the packet.
 inline std::string_view nameIn(const AllPacketType& packet)
 {
     std::string_view name;
-    PacketReader(packet.bytes, AllPacketType::SIZE, WireOrder::host())(NAME, name);
+    record::Reader<HostOrder>(packet.bytes, AllPacketType::SIZE)(NAME, name);
     return name;
 }
 
