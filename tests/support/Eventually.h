@@ -4,8 +4,7 @@
 
 /// Whether `condition` comes true, looking at it again and again. Pending events run meanwhile.
 template <class Condition>
-bool eventually(Condition condition)
+bool eventually(Condition condition, int patienceMs = 30000)
 {
-    constexpr int PATIENCE_MS = 30000;
-    return QTest::qWaitFor(condition, PATIENCE_MS);
+    return QTest::qWaitFor(condition, patienceMs);
 }
