@@ -109,6 +109,7 @@ int serve(QCoreApplication& application, const Options& options)
 int main(int argc, char** argv)
 {
     tbr::platform::survivePeersThatClose();
+    tbr::platform::surviveFileSizeLimits(); // a recording that may not grow must not end the tracking
     // Each session has a thread with an event loop of its own: the plain one takes far less memory than GLib's.
     qputenv("QT_NO_GLIB", "1");
     QCoreApplication application(argc, argv);

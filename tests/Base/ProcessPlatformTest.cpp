@@ -106,6 +106,13 @@ TEST_F(ProcessPlatform, OutlivesAPeerThatCloses)
     std::raise(SIGPIPE);
 }
 
+TEST_F(ProcessPlatform, OutlivesAFileThatMayNotGrow)
+{
+    std::signal(SIGXFSZ, SIG_DFL);
+    platform::surviveFileSizeLimits();
+    std::raise(SIGXFSZ);
+}
+
 TEST_F(ProcessPlatform, KnowsAPipeFromATerminal)
 {
     EXPECT_EQ("no terminal", outputOf(probe(), {}));

@@ -2,8 +2,11 @@
 
 #include <support/LogCapture.h>
 #include <support/LogFileBytes.h>
+#include <support/PrivateMember.h>
 #include <support/TestFolder.h>
 #include <support/TestToollist.h>
+
+#include <tbrBase/FilePlatform.h>
 
 #include <gtest/gtest.h>
 
@@ -15,6 +18,13 @@
 #include <thread>
 
 using logbytes::Bytes;
+
+struct ReplayFile
+{
+    using Type = std::FILE* ReplayTL::*;
+    friend Type privateMember(ReplayFile);
+};
+template struct PrivateMember<ReplayFile, &ReplayTL::m_ReplayFile>;
 
 namespace
 {
@@ -345,6 +355,24 @@ TEST_F(Replay, RefusesASlotCountThatTheFileCannotHold)
     EXPECT_EQ(258u, m_Replay->getMaxNumberOfTools());
 }
 
+TEST_F(Replay, RefusesMoreSlotsThanATableHolds)
+{
+    const auto start = [this](std::uint32_t count)
+    {
+        const Bytes list = "T" + logbytes::u32(count) + toolNamed("Drill");
+        const std::string name = m_Folder.write("replay.log", logbytes::header() + list);
+        QFile::resize(QString::fromStdString(name), 64 << 20); // its hole reads as empty slots
+        m_Replay = std::make_unique<ReplayTL>(name, false);
+        return m_Replay->startReplay();
+    };
+    EXPECT_TRUE(start(1 << 20));
+    EXPECT_EQ(1u << 20, m_Replay->getMaxNumberOfTools());
+    const LogCapture log;
+    EXPECT_FALSE(start((1 << 20) + 1));
+    EXPECT_EQ(1, log.count("toolserver", SHORT_RECORD));
+    EXPECT_EQ(1, log.count("toolserver", tooFewFrames()));
+}
+
 TEST_F(Replay, ReplaysThePartOfAFileThatIsComplete)
 {
     const Bytes start =
@@ -642,6 +670,36 @@ TEST_F(Replay, ReadsFilesOfMoreThan4GiB)
     EXPECT_EQ(3.0, xOf(replay.getTool("Drill")));
     tick(replay);
     EXPECT_EQ(0.0, xOf(replay.getTool("Drill")));
+}
+
+TEST_F(Replay, PlaysBlocksBeyond4GiB)
+{
+    // The hole reads as blocks of zeros, whose tag is as good as any.
+    const Bytes start = logbytes::header() + logbytes::toolList({toolNamed("Drill")}) + positionAt(1);
+    const qint64 blockSize = static_cast<qint64>(positionAt(2).size());
+    const qint64 lastBlocks = static_cast<qint64>(start.size()) + ((qint64(1) << 32) / blockSize + 1) * blockSize;
+    const std::string name = m_Folder.write("replay.log", start);
+    QFile file(QString::fromStdString(name));
+    ASSERT_TRUE(file.open(QIODevice::ReadWrite) && file.seek(lastBlocks));
+    const Bytes blocks = positionAt(2) + positionAt(3);
+    ASSERT_EQ(qint64(blocks.size()), file.write(blocks.data(), qint64(blocks.size())));
+    file.close();
+
+    ReplayTL replay(name, true);
+    ASSERT_TRUE(replay.startReplay());
+    const Tool* drill = replay.getTool("Drill");
+    tick(replay);
+    EXPECT_EQ(0.0, xOf(drill));
+    // 75 million ticks later (LongReplay plays a file from end to end):
+    ASSERT_TRUE(tbr::platform::seekFile(replay.*privateMember(ReplayFile()), lastBlocks, SEEK_SET));
+    tick(replay);
+    EXPECT_EQ(2.0, xOf(drill));
+    tick(replay);
+    EXPECT_EQ(3.0, xOf(drill));
+    tick(replay);
+    EXPECT_EQ(3.0, xOf(drill)) << "the end of the file";
+    tick(replay);
+    EXPECT_EQ(1.0, xOf(drill));
 }
 
 TEST_F(Replay, IsDrivenByItsTimerToTheEnd)

@@ -2,14 +2,17 @@
 
 #include <support/LogCapture.h>
 #include <support/LogFileBytes.h>
+#include <support/PrivateMember.h>
 #include <support/TestFolder.h>
 #include <support/TestToollist.h>
 
+#include <tbrBase/FilePlatform.h>
 #include <tbrCore/CaObserver.h>
 
 #include <gtest/gtest.h>
 
 #include <QDateTime>
+#include <QFileInfo>
 #include <QMetaMethod>
 #include <QTest>
 
@@ -19,6 +22,20 @@
 #include <thread>
 
 using logbytes::Bytes;
+
+struct LogFile
+{
+    using Type = std::FILE* Toollist::*;
+    friend Type privateMember(LogFile);
+};
+template struct PrivateMember<LogFile, &Toollist::m_LogFile>;
+
+struct LogSize
+{
+    using Type = std::int64_t Toollist::*;
+    friend Type privateMember(LogSize);
+};
+template struct PrivateMember<LogSize, &Toollist::m_LogSize>;
 
 namespace
 {
@@ -721,6 +738,31 @@ TEST_F(ToollistRecording, DoesNotLoseAChangeOfToolsToAFullDisk)
         logbytes::toolList({logbytes::emptySlot(), logbytes::emptySlot(), logbytes::filledSlot(contentOf("Probe"))});
     EXPECT_EQ(m_Start + tools, recorded().substr(0, m_Start.size() + tools.size()));
     EXPECT_EQ(m_Start.size() + tools.size() + 2 * (9 + 48), recorded().size());
+}
+
+TEST_F(ToollistRecording, GoesOnBeyond4GiBAndKeepsTheFileWholeThere)
+{
+    start();
+    std::FILE* const file = m_List.*privateMember(LogFile());
+    const std::int64_t far = (std::int64_t(1) << 32) + 7; // as if it had gone on for weeks; what lies between is a hole
+    ASSERT_TRUE(tbr::platform::seekFile(file, far, SEEK_SET));
+    m_List.*privateMember(LogSize()) = far;
+    const auto size = [&] { return QFileInfo(QString::fromStdString(m_Folder.path("tracking.log"))).size(); };
+    const auto block = static_cast<std::int64_t>(m_Position.size());
+
+    m_List.tick();
+    EXPECT_EQ(far + block, size());
+    {
+        const FileSizeLimit limit(static_cast<std::size_t>(far + block + 10));
+        m_List.tick();
+        EXPECT_EQ(far + block, size());
+    }
+    m_List.tick();
+    EXPECT_EQ(far + 2 * block, size());
+    QFile read(QString::fromStdString(m_Folder.path("tracking.log")));
+    ASSERT_TRUE(read.open(QIODevice::ReadOnly) && read.seek(far));
+    const std::size_t second = m_Position.size();
+    EXPECT_EQ(m_Position + m_Position, withoutTime(withoutTime(read.readAll().toStdString(), 1), second + 1));
 }
 
 TEST_F(ToollistRecording, IsDrivenByTheListsTimer)

@@ -1,6 +1,7 @@
 #pragma once
 
-/// Opens one private member function to a test. The language lets an explicit instantiation name private members:
+/// Opens one private member, a function or a variable, to a test. The language lets an explicit instantiation name
+/// private members:
 ///
 ///     struct Hidden { using Type = void (Class::*)(int); friend Type privateMember(Hidden); };
 ///     template struct PrivateMember<Hidden, &Class::hidden>;

@@ -63,6 +63,14 @@ public:
     std::string standardOutput() const { return m_Folder.read("stdout"); }
     std::string standardError() const { return m_Folder.read("stderr"); }
 
+#ifndef _WIN32
+    /// By which the system knows it while it runs.
+    pid_t id() const
+    {
+        return static_cast<pid_t>(m_Process.processId());
+    }
+#endif
+
     /// Asks the program to end (SIGTERM) and returns its exit status.
     int stop()
     {
@@ -74,7 +82,7 @@ public:
     /// The same with any signal.
     int stop(int signal)
     {
-        EXPECT_EQ(::kill(static_cast<pid_t>(m_Process.processId()), signal), 0);
+        EXPECT_EQ(::kill(id(), signal), 0);
         return exitStatus();
     }
 #endif
@@ -90,14 +98,13 @@ public:
     /// Lets the program stand still, and go on.
     void pause()
     {
-        const auto id = static_cast<pid_t>(m_Process.processId());
-        EXPECT_EQ(::kill(id, SIGSTOP), 0);
+        EXPECT_EQ(::kill(id(), SIGSTOP), 0);
         siginfo_t state;
-        EXPECT_EQ(::waitid(P_PID, static_cast<id_t>(id), &state, WSTOPPED), 0);
+        EXPECT_EQ(::waitid(P_PID, static_cast<id_t>(id()), &state, WSTOPPED), 0);
     }
     void resume()
     {
-        EXPECT_EQ(::kill(static_cast<pid_t>(m_Process.processId()), SIGCONT), 0);
+        EXPECT_EQ(::kill(id(), SIGCONT), 0);
     }
 #endif
 

@@ -52,6 +52,11 @@ void survivePeersThatClose()
     std::signal(SIGPIPE, SIG_IGN);
 }
 
+void surviveFileSizeLimits()
+{
+    std::signal(SIGXFSZ, SIG_IGN);
+}
+
 bool onTerminationRequest(std::function<void()> stop)
 {
     if (pipe2(ourWakePipe, O_CLOEXEC | O_NONBLOCK) != 0)

@@ -36,6 +36,11 @@ void survivePeersThatClose()
     // There is no such signal on this system: a write to a closed pipe or socket just fails.
 }
 
+void surviveFileSizeLimits()
+{
+    // Nor is there one for this: a write that is not allowed just fails.
+}
+
 bool onTerminationRequest(std::function<void()> stop)
 {
     ourStop = std::move(stop);

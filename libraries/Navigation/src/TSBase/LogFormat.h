@@ -17,6 +17,10 @@ constexpr char FILLED_SLOT[4] = "TL1";
 constexpr char EMPTY_SLOT[4] = "TL0";
 constexpr int SLOT_TAG_SIZE = sizeof FILLED_SLOT;
 
+/// A tool list that announces more slots cannot be read: the holes of a sparse file would be as many empty slots, and
+/// take all memory.
+constexpr int MOST_SLOTS = 1 << 20;
+
 /// What is logged when a tool, or a whole tool list, cannot be read.
 constexpr char SHORT_RECORD_MESSAGE[] =
     "ERROR during creation of the tool in replay mode - could not read enough bytes from logstream handle.\n";

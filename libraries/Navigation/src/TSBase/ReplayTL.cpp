@@ -102,14 +102,14 @@ void ReplayTL::closeFile()
     m_ReplayFile = nullptr;
 }
 
-/// Reads how many slots follow; false when there is no count, or one that the rest of the file cannot hold.
+/// Reads how many slots follow; false when there is no count, or one that the rest of the file or a table cannot hold.
 bool ReplayTL::readSlotCount(std::uint32_t& count)
 {
     char bytes[4];
     if (std::fread(bytes, 1, sizeof bytes, m_ReplayFile) != sizeof bytes)
         return false;
     count = static_cast<std::uint32_t>(record::BigEndian::getInt(bytes));
-    if (std::int64_t(count) * LogFormat::SLOT_TAG_SIZE <= bytesLeft())
+    if (count <= LogFormat::MOST_SLOTS && std::int64_t(count) * LogFormat::SLOT_TAG_SIZE <= bytesLeft())
         return true;
     TBR_LOG("toolserver") << LogFormat::SHORT_RECORD_MESSAGE;
     return false;

@@ -1,0 +1,6 @@
+#include "KilledServer.h"
+
+TEST(LongRecording, MissesAtMostTheLastSecondHoweverOftenTheServerIsKilled)
+{
+    clockRecording::killAtRandomMoments(60);
+}
