@@ -71,6 +71,13 @@ public:
         return shownAt(floatAt(translation), floatAt(translation + 4));
     }
 
+    /// The last time that a replay shows: of a block that is cut short it takes the records that are complete.
+    double lastSecondsShown() const
+    {
+        const std::size_t clockEnd = START_SIZE + blocks() * BLOCK_SIZE + 9 + (4 + 4) * 12;
+        return seconds(size() >= clockEnd ? blocks() : blocks() - 1);
+    }
+
 private:
     float floatAt(std::size_t offset) const
     {

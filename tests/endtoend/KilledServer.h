@@ -36,7 +36,7 @@ inline void expectReplayOfEveryBlock(const std::string& file, const Recording& r
     EXPECT_EQ(log.count("toolserver", "Replay log stream - done.\n"), 1);
 }
 
-/// Expects that a server plays a recording to its last complete block.
+/// Expects that a server plays a recording to its end.
 inline void expectServedReplay(const std::string& file, const Recording& recording)
 {
     std::vector<std::string> arguments = ServerProcess::loopback();
@@ -45,7 +45,7 @@ inline void expectServedReplay(const std::string& file, const Recording& recordi
     ProtocolClient client(replay.port(), wire::Order::HOST);
     EXPECT_TRUE(
         eventually([&] { return replay.standardError().find("Replay log stream - done.") != std::string::npos; }));
-    EXPECT_EQ(seenBy(client), recording.seconds(recording.blocks() - 1));
+    EXPECT_EQ(seenBy(client), recording.lastSecondsShown());
     EXPECT_EQ(replay.stop(), 0);
 }
 
