@@ -113,8 +113,7 @@ void CameraWork::readTools()
         Vector3d translation = origin;
         float rms = 0.0f;
         record::PointList points;
-        require(tool->calculateTransformationToReference(rotation, translation) == 1, "a tool is not visible");
-        tool->getRms(rms);
+        require(tool->calculateTransformationToReference(rotation, translation, rms) == 1, "a tool is not visible");
         tool->copyImaginaryMarkers(points);
     }
 }

@@ -109,16 +109,22 @@ std::optional<double> replayMemory(double)
     return log ? log->memoryGrowthKiB(PLAYED_BLOCKS) : std::nullopt;
 }
 
+/// The middle one of many ratios, each of a thousand look-ups of both kinds directly after one another, so that other
+/// work on the machine does not count.
 std::optional<double> lookUpRatio(double seconds)
 {
     CameraWork few(10), many(1000);
-    const double ofFew = perTurn(
-                             seconds / 2, [&] { few.lookUpNames(); }, wallSeconds) /
-                         10;
-    const double ofMany = perTurn(
-                              seconds / 2, [&] { many.lookUpNames(); }, wallSeconds) /
-                          1000;
-    return ofMany / ofFew;
+    const auto time = [](CameraWork& work)
+    {
+        const double begin = wallSeconds();
+        for (int lookUps = 0; lookUps < 1000; lookUps += work.tools())
+            work.lookUpNames();
+        return wallSeconds() - begin;
+    };
+    std::vector<double> ratios;
+    for (const double begin = wallSeconds(); wallSeconds() - begin < seconds;)
+        ratios.push_back(time(many) / time(few));
+    return statistics::summarize(ratios).median;
 }
 
 std::vector<Measure> allMeasures()

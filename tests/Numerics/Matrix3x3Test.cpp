@@ -275,6 +275,19 @@ TEST(Matrix3x3, BecomesARotationThanWhichNoneCloseByIsNearer)
     }
 }
 
+TEST(Matrix3x3, BecomesTheSameRotationWhetherItIsCloseToOneOrFarFromIt)
+{
+    RandomMatrices random;
+    for (int i = 0; i < 2000; ++i)
+    {
+        const double noise = i % 3 == 0 ? 1e-6 : i % 3 == 1 ? 1e-3 : 0.02;
+        const Matrix3x3 close = sum(random.rotation(), random.noise(noise));
+        const Matrix3x3 far = scaled(4.0, close); // exactly, as 4 is a power of two
+        ASSERT_LE(largestDifference(orthonormalized(close), orthonormalized(far)), 3e-15) << "matrix " << i;
+        ASSERT_TRUE(isRotation(orthonormalized(close))) << "matrix " << i;
+    }
+}
+
 TEST(Matrix3x3, BecomesTheRotationOfItsPolarDecomposition)
 {
     RandomMatrices random;

@@ -59,6 +59,23 @@ TEST_F(ToolTableOfFour, LooksUpNamesThatAreNotTerminated)
     EXPECT_EQ(m_Drill.get(), m_Table.tool(std::string_view("DrillGuide").substr(0, 5)));
 }
 
+TEST(ToolTable, FindsTheFirstOfEachNameAmongManyTools)
+{
+    std::vector<std::unique_ptr<Tool>> owned;
+    std::vector<Tool*> tools;
+    for (int i = 0; i < 2000; ++i) // each name twice, and gaps between the tools
+    {
+        owned.emplace_back(makeTool("Tool" + std::to_string(i % 1000)));
+        tools.insert(tools.end(), {owned.back().get(), nullptr});
+    }
+    const ToolTable table(tools);
+    for (std::size_t i = 0; i < 1000; ++i)
+        ASSERT_EQ(owned[i].get(), table.tool("Tool" + std::to_string(i))) << i;
+    EXPECT_EQ(nullptr, table.tool("Tool1000"));
+    EXPECT_EQ(nullptr, table.tool("Tool"));
+    EXPECT_EQ(nullptr, table.tool(""));
+}
+
 TEST(ToolTable, FindsAToolWithoutAName)
 {
     const std::unique_ptr<Tool> nameless(makeTool(""));

@@ -492,6 +492,45 @@ TEST_F(ToolWithTwoMarkers, GivesItsPoseInAnotherToolsFrame)
     EXPECT_EQ(Vector3d(5, 0, 7), m_Translation);
 }
 
+TEST_F(ToolWithTwoMarkers, GivesItsRmsWithItsPoseInAReferencesFrame)
+{
+    const std::unique_ptr<Tool> reference(makeTool("Reference"));
+    reference->updateTransform(Vector3d(10, 0, 0), quarterTurnAboutZ());
+    reference->updateRms(9.0f);
+    m_Tool.updateTransform(Vector3d(10, 5, 7), Matrix3x3());
+    m_Tool.updateRms(0.75f);
+    float rms = 0.0f;
+    EXPECT_EQ(1, m_Tool.calculateTransformationToReference(reference.get(), m_Rotation, m_Translation, rms));
+    EXPECT_EQ(quarterTurnAboutZ().transposed(), m_Rotation);
+    EXPECT_EQ(Vector3d(5, 0, 7), m_Translation);
+    EXPECT_EQ(0.75f, rms);
+
+    m_Rotation = quarterTurnAboutZ();
+    m_Translation = Vector3d(10, 0, 0);
+    rms = 0.0f;
+    EXPECT_EQ(1, m_Tool.calculateTransformationToReference(m_Rotation, m_Translation, rms));
+    EXPECT_EQ(quarterTurnAboutZ().transposed(), m_Rotation);
+    EXPECT_EQ(Vector3d(5, 0, 7), m_Translation);
+    EXPECT_EQ(0.75f, rms);
+}
+
+TEST_F(ToolWithTwoMarkers, GivesItsRmsWhileThereIsNoPose)
+{
+    const std::unique_ptr<Tool> reference(makeTool("Reference"));
+    m_Tool.updateRms(0.75f);
+    m_Translation = Vector3d(1, 2, 3);
+    hide(m_Tool);
+    float own = 0.0f, relative = 0.0f, hidden = 0.0f;
+    EXPECT_EQ(0, m_Tool.calculateTransformationToReference(m_Rotation, m_Translation, own));
+    EXPECT_EQ(0, m_Tool.calculateTransformationToReference(reference.get(), m_Rotation, m_Translation, relative));
+    hide(*reference);
+    EXPECT_EQ(-1, m_Tool.calculateTransformationToReference(reference.get(), m_Rotation, m_Translation, hidden));
+    EXPECT_EQ(0.75f, own);
+    EXPECT_EQ(0.75f, relative);
+    EXPECT_EQ(0.75f, hidden);
+    EXPECT_EQ(Vector3d(1, 2, 3), m_Translation);
+}
+
 TEST_F(ToolWithTwoMarkers, IsAtTheOriginOfItsOwnFrame)
 {
     m_Tool.updateTransform(Vector3d(10, 5, 7), quarterTurnAboutZ());
@@ -973,6 +1012,41 @@ TEST(Tool, GivesEveryReaderAPoseOfOneFrame)
         tool->storeCurrentRigidTransform();
         tool->setMaxRMS(0.5f);
         tool->setImaginaryMarker(1, Vector3d(frame, frame, frame));
+    }
+    isOver = true;
+    for (std::thread& reader : readers)
+        reader.join();
+    EXPECT_EQ(0, torn);
+}
+
+TEST(Tool, GivesEveryReaderThePoseAndTheRmsOfOneFrame)
+{
+    const std::unique_ptr<Tool> tool(makeTool("Drill", {{1, 2, 3}})), reference(makeTool("Reference"));
+    std::atomic<bool> isOver{false};
+    std::atomic<int> torn{0};
+    const auto isTorn = [](const Vector3d& translation, float rms)
+    { return translation != Vector3d(double(rms), double(rms), double(rms)); };
+    std::vector<std::thread> readers;
+    for (int i = 0; i < 2; ++i)
+        readers.emplace_back(
+            [&]
+            {
+                while (!isOver)
+                {
+                    Matrix3x3 rotation;
+                    Vector3d camera, origin, relative;
+                    float rms[3] = {};
+                    tool->getTransform(rotation, camera, rms[0]);
+                    rotation = Matrix3x3();
+                    tool->calculateTransformationToReference(rotation, origin, rms[1]);
+                    tool->calculateTransformationToReference(reference.get(), rotation, relative, rms[2]);
+                    torn += isTorn(camera, rms[0]) + isTorn(origin, rms[1]) + isTorn(relative, rms[2]);
+                }
+            });
+    for (int frame = 1; frame < 3000; ++frame)
+    {
+        const Vector3d position(frame, frame, frame);
+        tool->updateFrame(&position, 1, Matrix3x3(), position, static_cast<float>(frame));
     }
     isOver = true;
     for (std::thread& reader : readers)

@@ -432,15 +432,21 @@ Tool::Pose Tool::copyOf(const Pose Tool::*which) const
     return this->*which;
 }
 
-int Tool::relativeToTool(const Pose& referencePose, const Pose Tool::*which, Matrix3x3& rotation,
-                         Vector3d& translation) const
+Tool::Pose Tool::copyWithRms(float& rms) const
+{
+    const Lock lock(m_Mutex);
+    rms = m_Rms;
+    return m_Pose;
+}
+
+int Tool::relativeToTool(const Pose& referencePose, const Pose& pose, Matrix3x3& rotation, Vector3d& translation)
 {
     if (!isMeasured(referencePose.rotation))
         return -1;
 
     Matrix3x3 relativeRotation = referencePose.rotation;
     Vector3d relativeTranslation = referencePose.translation;
-    if (relativePose(copyOf(which), relativeRotation, relativeTranslation) == 0)
+    if (relativePose(pose, relativeRotation, relativeTranslation) == 0)
         return 0;
     rotation = relativeRotation;
     translation = relativeTranslation;
@@ -454,7 +460,18 @@ int Tool::calculateTransformationToReference(Matrix3x3& rotation, Vector3d& tran
 
 int Tool::calculateTransformationToReference(Tool* reference, Matrix3x3& rotation, Vector3d& translation) const
 {
-    return relativeToTool(reference->copyOf(&Tool::m_Pose), &Tool::m_Pose, rotation, translation);
+    return relativeToTool(reference->copyOf(&Tool::m_Pose), copyOf(&Tool::m_Pose), rotation, translation);
+}
+
+int Tool::calculateTransformationToReference(Matrix3x3& rotation, Vector3d& translation, float& rms) const
+{
+    return relativePose(copyWithRms(rms), rotation, translation);
+}
+
+int Tool::calculateTransformationToReference(Tool* reference, Matrix3x3& rotation, Vector3d& translation,
+                                             float& rms) const
+{
+    return relativeToTool(reference->copyOf(&Tool::m_Pose), copyWithRms(rms), rotation, translation);
 }
 
 int Tool::calculateStoredTransformationToReference(Matrix3x3& rotation, Vector3d& translation) const
@@ -464,7 +481,7 @@ int Tool::calculateStoredTransformationToReference(Matrix3x3& rotation, Vector3d
 
 int Tool::calculateStoredTransformationToReference(Tool* reference, Matrix3x3& rotation, Vector3d& translation) const
 {
-    return relativeToTool(reference->copyOf(&Tool::m_StoredPose), &Tool::m_StoredPose, rotation, translation);
+    return relativeToTool(reference->copyOf(&Tool::m_StoredPose), copyOf(&Tool::m_StoredPose), rotation, translation);
 }
 
 void Tool::updateLogStream()

@@ -142,7 +142,11 @@ public:
     /// The same with another tool as the reference, which must live; -1 when that one is not visible. The locks of the
     /// two tools are never held together.
     int calculateTransformationToReference(Tool* reference, Matrix3x3& rotation, Vector3d& translation) const;
-    /// Both on the poses kept at the last footswitch event.
+    /// Both with this tool's RMS of the same moment, which is given whatever the result is.
+    int calculateTransformationToReference(Matrix3x3& rotation, Vector3d& translation, float& rms) const;
+    int calculateTransformationToReference(Tool* reference, Matrix3x3& rotation, Vector3d& translation,
+                                           float& rms) const;
+    /// The first two on the poses kept at the last footswitch event.
     int calculateStoredTransformationToReference(Matrix3x3& rotation, Vector3d& translation) const;
     int calculateStoredTransformationToReference(Tool* reference, Matrix3x3& rotation, Vector3d& translation) const;
 
@@ -166,10 +170,10 @@ private:
     using Lock = std::lock_guard<std::mutex>;
 
     static int relativePose(const Pose& pose, Matrix3x3& rotation, Vector3d& translation);
-    int relativeToTool(const Pose& referencePose, const Pose Tool::*which, Matrix3x3& rotation,
-                       Vector3d& translation) const;
+    static int relativeToTool(const Pose& referencePose, const Pose& pose, Matrix3x3& rotation, Vector3d& translation);
     int poseOf(const Pose Tool::*which, Matrix3x3& rotation, Vector3d& translation) const;
     Pose copyOf(const Pose Tool::*which) const;
+    Pose copyWithRms(float& rms) const;
     bool readContent(std::FILE* stream);
     void updateLogStream();
     void averageRotation(const Matrix3x3& rotation);

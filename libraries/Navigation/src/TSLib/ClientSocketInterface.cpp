@@ -45,10 +45,10 @@ void print(const Pieces&... pieces)
     std::cout << text.str() << std::flush;
 }
 
-/// The pose of a tool in the frame whose pose comes in; false when the tool is not visible.
+/// The pose of a tool, with its RMS, in the frame whose pose comes in; false when the tool is not visible.
 bool transformToReference(const Tool& tool, TransformRecord& pose)
 {
-    return tool.calculateTransformationToReference(pose.rotation, pose.translation) != 0;
+    return tool.calculateTransformationToReference(pose.rotation, pose.translation, pose.rms) != 0;
 }
 
 /// The imaginary points of `tool` under a pose, with their true count.
@@ -556,8 +556,9 @@ Tool* ClientSocketInterface::locateTool(AllPacketType& packet, const Reading& re
     else
     {
         Tool* reference = reading.tool(static_cast<unsigned int>(m_FrameOfReference));
-        result = reference ? tool->calculateTransformationToReference(reference, pose.rotation, pose.translation) : -1;
-        tool->getRms(pose.rms);
+        result = reference
+                     ? tool->calculateTransformationToReference(reference, pose.rotation, pose.translation, pose.rms)
+                     : -1;
     }
     if (result == 1)
         return tool;
@@ -629,7 +630,6 @@ void ClientSocketInterface::handlePAllRigtrans(AllPacketType& packet)
             if (!transformToReference(tool, pose))
                 return handlePError(packet, 8, "Tools is not in view.");
             pose.name = tool.getName();
-            tool.getRms(pose.rms);
             answer(packet, PacketKind::ALL_RIGID_TRANSFORM, pose);
         });
     acknowledge(packet);
@@ -649,7 +649,7 @@ void ClientSocketInterface::handlePAllImaginary(AllPacketType& packet)
             ListedPointRecord<8> record;
             record.name = tool.getName();
             transformImaginaries(tool, pose, record.points);
-            tool.getRms(record.rms);
+            record.rms = pose.rms;
             answer(packet, PacketKind::ALL_IMAGINARY, record);
         });
     acknowledge(packet);

@@ -58,16 +58,6 @@ Vector3d& Vector3d::operator/=(double divisor)
     return *this = *this / divisor;
 }
 
-Vector3d operator+(const Vector3d& a, const Vector3d& b)
-{
-    return Vector3d(a.x + b.x, a.y + b.y, a.z + b.z);
-}
-
-Vector3d operator-(const Vector3d& a, const Vector3d& b)
-{
-    return Vector3d(a.x - b.x, a.y - b.y, a.z - b.z);
-}
-
 Vector3d operator-(const Vector3d& a)
 {
     return Vector3d(-a.x, -a.y, -a.z);

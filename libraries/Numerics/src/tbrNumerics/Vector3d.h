@@ -34,8 +34,16 @@ struct TBR_NUMERICS_EXPORT Vector3d
     Vector3d& operator/=(double divisor);
 };
 
-TBR_NUMERICS_EXPORT Vector3d operator+(const Vector3d& a, const Vector3d& b);
-TBR_NUMERICS_EXPORT Vector3d operator-(const Vector3d& a, const Vector3d& b);
+inline Vector3d operator+(const Vector3d& a, const Vector3d& b)
+{
+    return Vector3d(a.x + b.x, a.y + b.y, a.z + b.z);
+}
+
+inline Vector3d operator-(const Vector3d& a, const Vector3d& b)
+{
+    return Vector3d(a.x - b.x, a.y - b.y, a.z - b.z);
+}
+
 TBR_NUMERICS_EXPORT Vector3d operator-(const Vector3d& a);
 TBR_NUMERICS_EXPORT Vector3d operator*(const Vector3d& a, double factor);
 TBR_NUMERICS_EXPORT Vector3d operator*(double factor, const Vector3d& a);

@@ -13,7 +13,7 @@ float floatAvg::addValue(float sample)
         m_Window.push_back(sample);
     else
         m_Window[m_Next] = sample;
-    m_Next = (m_Next + 1) % m_Length;
+    m_Next = m_Next + 1 < m_Length ? m_Next + 1 : 0; // a remainder would take longer than the sum
 
     const double sum = std::accumulate(m_Window.begin(), m_Window.end(), 0.0);
     return static_cast<float>(sum / static_cast<double>(m_Window.size()));
