@@ -2,8 +2,6 @@
 
 #include <tbrNumerics/Vector3d.h>
 
-#include <utility>
-
 /// A 3x3 matrix of doubles, mostly a rotation. A plain value, stored row by row.
 class TBR_NUMERICS_EXPORT Matrix3x3
 {
@@ -19,16 +17,13 @@ public:
 
     Matrix3x3& operator*=(const Matrix3x3& right);
 
-    void transpose()
-    {
-        std::swap(m_Rows[0][1], m_Rows[1][0]);
-        std::swap(m_Rows[0][2], m_Rows[2][0]);
-        std::swap(m_Rows[1][2], m_Rows[2][1]);
-    }
+    void transpose() { *this = transposed(); }
     Matrix3x3 transposed() const
     {
-        Matrix3x3 result = *this;
-        result.transpose();
+        Matrix3x3 result;
+        for (int row = 0; row < 3; ++row)
+            for (int column = 0; column < 3; ++column)
+                result.m_Rows[row][column] = m_Rows[column][row];
         return result;
     }
 
