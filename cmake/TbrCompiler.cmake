@@ -26,8 +26,15 @@ endif()
 if(TBR_SANITIZE)
   # With sanitizers GCC takes the standard library's own variables for uninitialised.
   add_compile_options(-fsanitize=${TBR_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all
-                      -Wno-maybe-uninitialized)
+                      $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
   add_link_options(-fsanitize=${TBR_SANITIZE})
+endif()
+
+if(TBR_FUZZ)
+  if(NOT CMAKE_CXX_COMPILER_ID STREQUAL Clang)
+    message(FATAL_ERROR "TBR_FUZZ needs clang: libFuzzer comes with it")
+  endif()
+  add_compile_options(-fsanitize=fuzzer-no-link) # lets the fuzzer see which code an input reaches
 endif()
 
 # Our own code builds without a warning; libraries of others are seen as system headers.

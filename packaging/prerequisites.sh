@@ -2,10 +2,13 @@
 # shellcheck shell=bash
 
 TBR_PACKAGES=(g++ cmake ninja-build ccache qtbase5-dev libeigen3-dev libspdlog-dev libgtest-dev libgmock-dev python3)
+# For the fuzz targets besides: clang, and the run time of its fuzzer and sanitizers.
+TBR_FUZZ_PACKAGES=(clang libclang-rt-dev)
 
+# install_prerequisites [PACKAGE...]: the packages of every build, and these.
 install_prerequisites() {
     local missing=() package
-    for package in "${TBR_PACKAGES[@]}"; do
+    for package in "${TBR_PACKAGES[@]}" "$@"; do
         dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q 'ok installed' || missing+=("$package")
     done
     [ ${#missing[@]} -eq 0 ] && return 0

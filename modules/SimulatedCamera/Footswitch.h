@@ -5,7 +5,8 @@
 namespace simulation
 {
 
-struct SwitchState
+/// Aligned to its size, so that every compiler reads and writes a std::atomic of it in one access.
+struct alignas(8) SwitchState
 {
     int number = 0; // the switch that changed last
     bool isPressed = false;
