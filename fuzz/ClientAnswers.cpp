@@ -41,6 +41,8 @@ struct Room
 class Course
 {
 public:
+    explicit Course(fuzz::AnswerServer& server) : m_Server(server) {}
+
     void take(int operation)
     {
         using Operation = void (Course::*)();
@@ -51,6 +53,7 @@ public:
             &Course::calibrate,    &Course::writeNormals,    &Course::readNormals,    &Course::initialize,
             &Course::getStatus,    &Course::disconnect,      &Course::listOnSwitch,   &Course::startOnly,
             &Course::fetchOnly,    &Course::cancel,          &Course::describe,       &Course::connectAgain,
+            &Course::arrive,       &Course::arriveInPart,    &Course::changePatience,
         };
         (this->*OPERATIONS[static_cast<std::size_t>(operation) % std::size(OPERATIONS)])();
     }
@@ -63,6 +66,15 @@ private:
         const int status = m_Client.connect("server", 2222);
         checkStatus(status);
         require(m_Client.isConnected() == (status == CaToolServer::OK), "a client is connected when it says so");
+    }
+
+    void arrive() { m_Server.release(true); }
+    void arriveInPart() { m_Server.release(false); }
+
+    void changePatience()
+    {
+        m_Client.setTimeout(m_Client.getTimeout() == 0 ? 1000 : 0);
+        require(m_Client.getTimeout() >= 0, "a time-out is a time");
     }
 
     void connectAgain() { checkStatus(m_Client.connect(&m_Client)); }
@@ -232,6 +244,7 @@ private:
                                         20240101, 1));
     }
 
+    fuzz::AnswerServer& m_Server;
     TSClient m_Client;
     Room m_Room;
 };
@@ -241,16 +254,14 @@ private:
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
     const fuzz::AnswerInput input(data, size);
-    std::vector<fuzz::MemoryPeer> connections;
-    input.serve(connections);
+    fuzz::AnswerServer server(input);
     {
-        Course course;
+        Course course(server);
         course.take(0); // without a connection there is not much to do
         for (const std::uint8_t operation : input.operations())
             course.take(operation);
     }
-    fuzz::checkRequests(connections);
-    fuzz::setMemoryServer({});
+    server.checkRequests();
     return 0;
 }
 

@@ -29,6 +29,8 @@ void loadModule()
 class Course
 {
 public:
+    explicit Course(fuzz::AnswerServer& server) : m_Server(server) {}
+
     void take(int operation)
     {
         using Operation = void (Course::*)(int argument);
@@ -36,7 +38,7 @@ public:
             &Course::connect,         &Course::getStatus,  &Course::updateAllImags, &Course::updateAllReals,
             &Course::updateAllPoses,  &Course::updateTool, &Course::calibrateTool,  &Course::setReference,
             &Course::setNearestTypes, &Course::getNearest, &Course::disconnect,     &Course::updateAllPosesAndImags,
-            &Course::useNormals,
+            &Course::useNormals,      &Course::arrive,
         };
         const int count = static_cast<int>(std::size(OPERATIONS));
         (this->*OPERATIONS[operation % count])(operation / count);
@@ -45,6 +47,7 @@ public:
 
 private:
     void connect(int) { checkStatus(m_List.connect("server", 2222)); }
+    void arrive(int argument) { m_Server.release(argument % 2 == 0); }
     void disconnect(int) { checkStatus(m_List.disconnect()); }
     void getStatus(int) { checkStatus(m_List.getStatus()); }
     void updateAllImags(int) { checkStatus(m_List.updateAllImags()); }
@@ -96,6 +99,8 @@ private:
     {
         CaInitializableTool described(m_List.getToolServer(), "Probe", 14, 2, 4);
         described.plug(1);
+        CaNormalInfo own(4);
+        described.setNormalInfo(&own);
         checkStatus(described.readNormalInfo());
         checkStatus(described.writeNormalInfo());
         checkStatus(described.initialize());
@@ -117,6 +122,7 @@ private:
         }
     }
 
+    fuzz::AnswerServer& m_Server;
     CaToolList m_List;
 };
 
@@ -127,16 +133,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     static const bool isLoaded = (loadModule(), true);
     require(isLoaded, "the module is loaded once");
     const fuzz::AnswerInput input(data, size);
-    std::vector<fuzz::MemoryPeer> connections;
-    input.serve(connections);
+    fuzz::AnswerServer server(input);
     {
-        Course course;
+        Course course(server);
         course.take(0); // without a connection there is not much to do
         for (const std::uint8_t operation : input.operations())
             course.take(operation);
     }
-    fuzz::checkRequests(connections);
-    fuzz::setMemoryServer({});
+    server.checkRequests();
     return 0;
 }
 

@@ -193,6 +193,8 @@ def client_inputs(operations):
         stream = b"".join(map(frame, payloads))
         for chosen, bytes_ in operations.items():
             inputs[f"{name}_{chosen}"] = bytes([good_start]) + bytes_.ljust(31, b"\0")[:31] + stream
+        late = bytes([1, 24, 2, 24, 24, 4, 25, 24, 26] * 3).ljust(31, b"\x18")  # asks, and lets answers arrive
+        inputs[f"{name}_late"] = bytes([good_start + 32]) + late + stream
         inputs[f"{name}_slowly"] = bytes([good_start + 3]) + bytes(range(31)) + stream
     inputs["unconnected"] = bytes(32) + frame(connect())
     return inputs
@@ -212,10 +214,11 @@ DICTIONARIES = {
     "ReplayFile": ["TL1\\x00", "TL0\\x00", "T", "P", "\\xee\\xc1\\xde\\xd6"],
     "ClientAnswers": ["Probe", "Full", "CAM", "\\x00\\x00\\x80\\x7f", "\\x00\\x00\\xc0\\x7f"],
     "ToolListAnswers": ["Probe", "Full", "CAM", "\\x00\\x00\\x80\\x7f", "\\x00\\x00\\xc0\\x7f"],
-    "SettingsFile": ["[General]", "[%General]", "[A]", "=", "%20", "%U20AC", "\\\\x41", "\\\\n", "\\\"", "@@", ";", "#"],
-    "SceneFile": """[Scene] [Footswitch] [Tool\\x20A] rate seed loop noise slots period presses name secondName owner id
-        groupId type plugs startCalibrationPoint averaging markers normals imaginaries angleLimit minMarkers max3D maxRMS
-        occlusions plugged movesIn motion point still orbit pivot path position rotation axis radius tilt waypoints all
+    "SettingsFile": ["[General]", "[%General]", "[A]", "=", "%20", "%U20AC", "\\\\x41", "\\\\n", "\\\"", "@@", ";",
+                     "#"],
+    "SceneFile": """[Scene] [Footswitch] [Tool\\x20A] rate seed loop noise slots period presses name secondName owner
+        id groupId type plugs startCalibrationPoint averaging markers normals imaginaries angleLimit minMarkers max3D
+        maxRMS occlusions plugged movesIn motion point still orbit pivot path position rotation axis radius tilt waypoints all
         = , # ; 1e308 -1 nan inf 0x1 9223372036854775807""".split(),
 }
 
@@ -247,7 +250,7 @@ def write(folder, target, inputs):
 def main():
     source, folder = sys.argv[1], pathlib.Path(sys.argv[2]).absolute()
     all_operations = {"forwards": bytes(range(31)), "backwards": bytes(range(31, 0, -1)), "first": bytes(31)}
-    once_each = {f"only_{operation}": bytes([operation] * 3) for operation in range(24)}
+    once_each = {f"only_{operation}": bytes([operation] * 3) for operation in range(27)}
     write(folder, "SessionRequests", session_streams())
     write(folder, "FrameAssembly", frame_scripts())
     write(folder, "ReplayFile", log_files())
