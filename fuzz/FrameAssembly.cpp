@@ -44,11 +44,24 @@ private:
     std::size_t m_At = 0;
 };
 
+/// How a socket takes bytes from its connection, which must make no difference.
+enum class Receiving
+{
+    AS_NEEDED,
+    AHEAD
+};
+
 /// A socket that lets its state be seen.
 class ObservedSocket : public CaServerStreamSocket
 {
 public:
-    using CaServerStreamSocket::CaServerStreamSocket;
+    using CaStreamSocket::hasReadAheadPacket;
+
+    ObservedSocket(int descriptor, Receiving receiving) : CaServerStreamSocket(descriptor)
+    {
+        if (receiving == Receiving::AHEAD)
+            enableReadAhead();
+    }
 
     int state() const { return m_ReceivingState; }
     bool isOpen() const { return m_IsOpen; }
@@ -161,9 +174,9 @@ struct Model
 class Exchange
 {
 public:
-    Exchange() : m_Socket(m_Peer.descriptor()), m_Buffer(65535) {}
+    explicit Exchange(Receiving receiving) : m_Socket(m_Peer.descriptor(), receiving), m_Buffer(65535) {}
 
-    void run(Script& script)
+    void run(Script script)
     {
         constexpr int MOST_STEPS = 200;
         for (int step = 0; step < MOST_STEPS && !script.isAtEnd(); ++step)
@@ -221,11 +234,13 @@ private:
         long limit = limits[choice % 4];
         if (limit < 0 && m_Model.wouldBlock())
             limit = 0;
+        const bool isHere = m_Socket.hasReadAheadPacket();
         int expectedSize = UNTOUCHED;
         const int expected = m_Model.read(expectedSize, limit >= 0);
         int size = UNTOUCHED;
         const int result = copies ? m_Socket.read(m_Buffer.data(), &size, limit) : m_Socket.read(&size, limit);
         require(result == expected, "a read has the rules' result");
+        require(result == DONE || !isHere || !m_Model.isOpen, "a packet that was read ahead is there");
         require(size == expectedSize, "a read sets the size as the rules say");
         if (result != DONE)
             return;
@@ -262,7 +277,7 @@ private:
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
-    Script script(data, size);
-    Exchange().run(script);
+    for (const Receiving receiving : {Receiving::AS_NEEDED, Receiving::AHEAD})
+        Exchange(receiving).run(Script(data, size));
     return 0;
 }

@@ -188,6 +188,16 @@ SocketAddress makeAddress(int port)
     return address;
 }
 
+/// As many bytes as are there, up to `size`; returns their count.
+int takeBytes(MemoryConnection& connection, void* buffer, int size)
+{
+    const std::size_t count =
+        std::min({static_cast<std::size_t>(size), connection.undelivered(), connection.mostPerReceive});
+    connection.toNear.copy(static_cast<char*>(buffer), count, connection.delivered);
+    connection.delivered += count;
+    return static_cast<int>(count);
+}
+
 int portOf(const SocketAddress& address)
 {
     std::uint16_t port;
@@ -251,6 +261,11 @@ bool setSendBufferSize(int descriptor, int)
 }
 
 bool setNoDelay(int descriptor)
+{
+    return isOpen(descriptor);
+}
+
+bool setKeepAlive(int descriptor, const KeepAlive&)
 {
     return isOpen(descriptor);
 }
@@ -346,18 +361,19 @@ int receiveBytes(int descriptor, void* buffer, int size)
     const ConnectionPointer connection = network.find(descriptor);
     if (!connection || size < 0 || !connection->isConnected)
         return -1;
-    if (size == 0)
-        return 0;
-    if (!connection->isReady() && connection->isNonBlocking)
+    if (size > 0 && !connection->isReady() && connection->isNonBlocking)
         return -1;
-    network.changed.wait(lock, [&] { return connection->isReady(); });
-    if (connection->undelivered() == 0)
-        return 0;
-    const std::size_t count =
-        std::min({static_cast<std::size_t>(size), connection->undelivered(), connection->mostPerReceive});
-    connection->toNear.copy(static_cast<char*>(buffer), count, connection->delivered);
-    connection->delivered += count;
-    return static_cast<int>(count);
+    if (size > 0)
+        network.changed.wait(lock, [&] { return connection->isReady(); });
+    return takeBytes(*connection, buffer, size);
+}
+
+int receiveAvailable(int descriptor, void* buffer, int size)
+{
+    Network& network = Network::instance();
+    const Lock lock(network.mutex);
+    const ConnectionPointer connection = network.find(descriptor);
+    return connection && connection->isConnected && size >= 0 ? takeBytes(*connection, buffer, size) : -1;
 }
 
 /// No target uses datagrams.
