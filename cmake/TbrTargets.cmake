@@ -92,3 +92,14 @@ function(tbr_test name)
     set_tests_properties(${name} PROPERTIES RUN_SERIAL TRUE)
   endif()
 endfunction()
+
+# tbr_long_variant(ClassName EFFORT n): the tests of tbr_test(ClassName) once more among the LONG ones, with n times as
+# many rounds (support/Effort.h).
+function(tbr_long_variant name)
+  cmake_parse_arguments(ARG "" "EFFORT" "" ${ARGN})
+  tbr_require(tbr_long_variant "${ARG_EFFORT}" EFFORT)
+  add_test(NAME ${name}Long CONFIGURATIONS Long COMMAND ${name}Test)
+  get_test_property(${name} ENVIRONMENT environment)
+  set_tests_properties(${name}Long PROPERTIES TIMEOUT 1200 LABELS long
+    ENVIRONMENT "${environment};TBR_TEST_EFFORT=${ARG_EFFORT}")
+endfunction()

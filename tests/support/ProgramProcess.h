@@ -59,6 +59,7 @@ public:
     ProgramProcess(const ProgramProcess&) = delete;
     ProgramProcess& operator=(const ProgramProcess&) = delete;
 
+    qint64 processId() const { return m_Process.processId(); }
     bool isRunning() const { return m_Process.state() != QProcess::NotRunning; }
     std::string standardOutput() const { return m_Folder.read("stdout"); }
     std::string standardError() const { return m_Folder.read("stderr"); }

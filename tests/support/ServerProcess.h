@@ -18,6 +18,16 @@ public:
     {
     }
 
+#ifndef _WIN32
+    /// One that may hold no more than so many descriptors, and cannot raise that limit itself.
+    static ServerProcess withDescriptorLimit(int limit, std::vector<std::string> arguments)
+    {
+        arguments.insert(arguments.begin(),
+                         {"-c", "ulimit -n " + std::to_string(limit) + " && exec \"$0\" \"$@\"", TBR_TOOLSERVER});
+        return ServerProcess("/bin/sh", arguments);
+    }
+#endif
+
     /// The line that begins with "listening on", as soon as it is there; empty when the program ends before.
     std::string listeningLine()
     {
@@ -48,9 +58,16 @@ public:
     }
 
     /// Whether all sessions and the camera were ended in good order, rather than by the end of the process.
-    bool wasShutDownCompletely() const { return standardError().find("... SHUTDOWN COMPLETED!") != std::string::npos; }
+    bool wasShutDownCompletely() const
+    {
+        return standardError().find("... SHUTDOWN COMPLETED!") != std::string::npos;
+    }
 
 private:
+    ServerProcess(const char* program, const std::vector<std::string>& arguments) : ProgramProcess(program, arguments)
+    {
+    }
+
     static std::string completeLine(const std::string& text, const std::string& beginning)
     {
         const auto begin = ("\n" + text).find("\n" + beginning);
