@@ -1,0 +1,77 @@
+#include "CrowdedServer.h"
+
+#include <iostream>
+#include <memory>
+#include <vector>
+
+using namespace wire;
+
+namespace
+{
+
+/// One of the ways in which a client comes and goes.
+void comeAndGo(int port, int number)
+{
+    PlainSocket client = PlainSocket::connectedTo(port);
+    const std::string greeting = framed(bytes("15000000 00000001 00000001"));
+    switch (number % 5)
+    {
+    case 0: // as it should be
+        client.send(greeting + framed(packet(ALL_POSES)));
+        EXPECT_EQ(client.receive(14 + CrowdedServer::ALL_POSES_SIZE).size(), 14 + CrowdedServer::ALL_POSES_SIZE);
+        return client.close();
+    case 1:
+        return client.close();
+    case 2:
+        return client.abort();
+    case 3:
+        client.send(greeting + bytes("0004 16"));
+        return client.close();
+    default:
+        client.send(greeting + bytes("00"));
+        return client.abort();
+    }
+}
+
+void storm(int port)
+{
+    for (int i = 0; i < 1000; ++i)
+        comeAndGo(port, i);
+}
+
+} // namespace
+
+TEST(ToolserverCrowd, LeavesNothingBehindWhenAThousandClientsCameAndWent)
+{
+    CrowdedServer server;
+    storm(server.port()); // after the first storm the system's allocator keeps what one needs
+    EXPECT_TRUE(server.isEmptyAgain());
+    const double before = server.status.residentKiB();
+    storm(server.port());
+    EXPECT_TRUE(server.isEmptyAgain());
+    const double growth = server.status.residentKiB() - before;
+    std::cout << "resident memory before the second storm: " << before << " KiB, growth " << growth << " KiB\n";
+    if (IS_MEMORY_MEASURABLE)
+    {
+        EXPECT_LT(growth, 2048) << "KiB for 1000 clients that have gone";
+    }
+    EXPECT_EQ(server.stop(), 0) << server.process.standardError();
+}
+
+TEST(ToolserverCrowd, ServesTwoThousandIdleClients)
+{
+    constexpr int COUNT = 2000;
+    if (!ProcessStatus::allowDescriptors(COUNT + 200))
+        GTEST_SKIP() << "this system does not let a program hold so many connections";
+    CrowdedServer server(2 * COUNT + 500);
+    std::vector<std::unique_ptr<ProtocolClient>> clients;
+    const int threads = server.status.threads();
+    for (int i = 0; i < COUNT; ++i)
+        clients.push_back(std::make_unique<ProtocolClient>(server.port(), Order::HOST));
+    EXPECT_GE(server.status.threads(), threads + COUNT);
+    for (int i = 0; i < COUNT; i += 100)
+        EXPECT_EQ(clients[static_cast<std::size_t>(i)]->askAll(packet(ALL_POSES)).size(), CrowdedServer::TOOLS + 1U);
+    clients.clear();
+    EXPECT_TRUE(server.isEmptyAgain());
+    EXPECT_EQ(server.stop(), 0) << server.process.standardError();
+}
