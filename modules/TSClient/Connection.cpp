@@ -3,6 +3,7 @@
 #include <TSClientInterface/CaToolServer.h>
 #include <TSClientInterface/SocketPlatform.h>
 #include <TSClientInterface/SocketResult.h>
+#include <tbrCore/Log.h>
 
 #include <algorithm>
 #include <condition_variable>
@@ -19,6 +20,8 @@ public:
     using CaSocket::shutdown;
 
     bool hasPacket() const { return receivedSize() >= HEADER_SIZE && receivedSize() >= dueSize(); }
+    /// Sends one packet, as write() does. Waits at most until the deadline.
+    int sendPacket(const char* payload, int size, Deadline deadline);
     /// The next packet, as read(int*, long) delivers it. Waits at most until the deadline.
     int nextPacket(const char*& payload, int& size, Deadline deadline);
 
@@ -35,6 +38,18 @@ private:
     int m_End = 0;                           // of what has been received
 };
 
+namespace
+{
+
+/// The time that is left until the deadline; none when it has passed.
+template <class Unit>
+Unit timeUntil(Connection::Deadline deadline)
+{
+    return std::max(std::chrono::ceil<Unit>(deadline - std::chrono::steady_clock::now()), Unit(0));
+}
+
+} // namespace
+
 int Connection::Socket::dueSize() const
 {
     const auto byte = [this](int i) { return static_cast<int>(static_cast<unsigned char>(m_Bytes[m_Begin + i])); };
@@ -43,9 +58,7 @@ int Connection::Socket::dueSize() const
 
 int Connection::Socket::receiveMore(Deadline deadline)
 {
-    using std::chrono::milliseconds;
-    const auto left = std::chrono::ceil<milliseconds>(deadline - std::chrono::steady_clock::now());
-    const int ready = waitForInput(static_cast<long>(std::max(left, milliseconds(0)).count()));
+    const int ready = waitForInput(static_cast<long>(timeUntil<std::chrono::milliseconds>(deadline).count()));
     if (ready != SocketResult::SUCCESS)
         return ready;
     const int count =
@@ -54,6 +67,17 @@ int Connection::Socket::receiveMore(Deadline deadline)
         return SocketResult::PEER_CLOSED;
     m_End += count;
     return SocketResult::SUCCESS;
+}
+
+int Connection::Socket::sendPacket(const char* payload, int size, Deadline deadline)
+{
+    std::memcpy(getWriteBuffer(), payload, static_cast<std::size_t>(size));
+    m_WriteBuffer[0] = static_cast<char>(size >> 8);
+    m_WriteBuffer[1] = static_cast<char>(size);
+    const int frame = HEADER_SIZE + size;
+    const int sent = tbr::platform::sendWithin(getDescriptor(), m_WriteBuffer, frame,
+                                               timeUntil<std::chrono::microseconds>(deadline));
+    return sent == frame ? SocketResult::SUCCESS : SocketResult::NOT_SENT;
 }
 
 int Connection::Socket::nextPacket(const char*& payload, int& size, Deadline deadline)
@@ -171,10 +195,12 @@ void Connection::interrupt()
     shutdown();
 }
 
-int Connection::send(const AllPacketType& packet, int size)
+int Connection::send(const AllPacketType& packet, int size, Deadline deadline)
 {
-    return m_Socket->write(packet.bytes, size) == SocketResult::SUCCESS ? CaToolServer::OK
-                                                                        : CaToolServer::CONNECTION_ERROR;
+    if (m_OwnSocket->sendPacket(packet.bytes, size, deadline) == SocketResult::SUCCESS)
+        return CaToolServer::OK;
+    TBR_LOG("ERROR") << "The tool server took no request." << std::endl;
+    return CaToolServer::CONNECTION_ERROR;
 }
 
 int Connection::receive(AllPacketType& packet, int& size, Deadline deadline)

@@ -21,8 +21,9 @@ public:
     int open(const char* host, int port, Deadline deadline);
     int disconnect() override;
 
-    /// OK or CONNECTION_ERROR.
-    int send(const AllPacketType& packet, int size);
+    /// OK, or CONNECTION_ERROR: also when the server has not taken the packet before the deadline, for what it has
+    /// taken of it cannot be taken back.
+    int send(const AllPacketType& packet, int size, Deadline deadline);
     /// OK, SERVER_TIMEOUT when the deadline passes (a packet that has partly arrived is completed by the next call), or
     /// CONNECTION_ERROR when the connection is lost. A packet that is here is received even after the deadline. `size`
     /// is the length of its frame; what the frame did not hold of `packet` is zero.

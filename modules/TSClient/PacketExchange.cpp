@@ -98,10 +98,14 @@ private:
 
 } // namespace
 
+std::chrono::milliseconds PacketExchange::timeout() const
+{
+    return std::chrono::milliseconds(std::min<long>(m_TimeoutMs, LONGEST_TIMEOUT_MS));
+}
+
 Connection::Deadline PacketExchange::deadlineFromNow() const
 {
-    return std::chrono::steady_clock::now() +
-           std::chrono::milliseconds(std::min<long>(m_TimeoutMs, LONGEST_TIMEOUT_MS));
+    return std::chrono::steady_clock::now() + timeout();
 }
 
 /// Closes the connection: what was to come is lost with it. Returns the status given.
@@ -201,10 +205,18 @@ int PacketExchange::receiveOne(AllPacketType& packet, Connection::Deadline deadl
     return CaToolServer::OK;
 }
 
-int PacketExchange::waitForOne(AllPacketType& packet)
+/// Waits for the next packet, as long as the sequence may still take.
+int PacketExchange::waitForOneOfSequence(AllPacketType& packet)
 {
     const BusyMark busy(m_IsBusy);
-    return receiveOne(packet, deadlineFromNow());
+    const Connection::Deadline begin = std::chrono::steady_clock::now();
+    const Connection::Deadline::duration left = SEQUENCE_TIMEOUTS * timeout() - m_SequenceWaited;
+    const int status = receiveOne(packet, begin + std::min<Connection::Deadline::duration>(timeout(), left));
+    if (status == CaToolServer::SERVER_TIMEOUT)
+        m_SequenceWaited = {};
+    else
+        m_SequenceWaited += std::chrono::steady_clock::now() - begin;
+    return status;
 }
 
 /// Receives all that is still to come, as far as it comes before the deadline, and keeps what is wanted.
@@ -240,7 +252,7 @@ int PacketExchange::send(const AllPacketType& packet, int size, Connection::Dead
     int status = settle(deadline);
     if (status != CaToolServer::OK)
         return status;
-    status = m_Connection.send(packet, size);
+    status = m_Connection.send(packet, size, deadline);
     if (status != CaToolServer::OK)
         return close(status);
     m_Pending = AnswerRule::find(kindOf(packet));
@@ -272,6 +284,7 @@ int PacketExchange::startSequence(const AllPacketType& packet, int size)
     m_Sequence.clear();
     m_SequenceKind = AnswerRule::find(kindOf(packet))->answer;
     m_IsPendingWanted = false;
+    m_SequenceWaited = {};
     m_SequenceStatus = send(packet, size, deadlineFromNow());
     return m_SequenceStatus;
 }
@@ -296,7 +309,7 @@ int PacketExchange::nextInSequence(PacketKind kind, AllPacketType& packet)
     else if (m_Pending && m_Pending->isSequence && m_IsPendingWanted)
     {
         // Most packets of a sequence arrive together; for those, even asking what time it is would count.
-        const int status = m_Connection.hasPacket() ? receiveOne(packet, {}) : waitForOne(packet);
+        const int status = m_Connection.hasPacket() ? receiveOne(packet, {}) : waitForOneOfSequence(packet);
         if (status != CaToolServer::OK)
             return status;
     }

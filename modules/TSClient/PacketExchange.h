@@ -11,12 +11,19 @@
 /// The protocol's answers bear no number, but they come in order. So at most one request is ever out: before the next
 /// one is sent, whatever is still to come is received first. An answer that was too late is dropped then; the rest of a
 /// sequence is kept for its fetches. A packet that cannot be the answer closes the connection, and so does a sequence
-/// that does not end.
+/// that does not end, and a server that takes no request.
+///
+/// How long an operation may take, whatever the server does and however slowly its bytes come: every one ends within
+/// the time-out, connect() within three of them, and the fetches of one sequence wait no longer than SEQUENCE_TIMEOUTS
+/// of them together. A fetch that has reported SERVER_TIMEOUT gives the sequence that long again.
 ///
 /// Thread: one at a time (its user locks), except interrupt().
 class PacketExchange
 {
 public:
+    /// So many time-outs a sequence may take as a whole.
+    static constexpr int SEQUENCE_TIMEOUTS = 4;
+
     void setTimeout(long ms) { m_TimeoutMs = ms; }
     long getTimeout() const { return m_TimeoutMs; }
 
@@ -52,11 +59,12 @@ private:
     int send(const AllPacketType& packet, int size, Connection::Deadline deadline);
     int settle(Connection::Deadline deadline);
     int receiveOne(AllPacketType& packet, Connection::Deadline deadline);
-    int waitForOne(AllPacketType& packet);
+    int waitForOneOfSequence(AllPacketType& packet);
     void keep(const AllPacketType& packet, bool isOfSequence);
     int negotiate();
     int statusOf(const AllPacketType& packet);
     int close(int status);
+    std::chrono::milliseconds timeout() const;
     Connection::Deadline deadlineFromNow() const;
 
     Connection m_Connection;
@@ -71,6 +79,7 @@ private:
     std::deque<AllPacketType> m_Sequence;  // received and not fetched yet
     PacketKind m_SequenceKind = {};        // of the packets of the last sequence that was started
     int m_SequenceStatus = 0;              // what a fetch returns when nothing is there or to come
+    Connection::Deadline::duration m_SequenceWaited{0}; // by the fetches of this sequence so far
     int m_RemoteErrorCode = 0;
     std::string m_RemoteErrorText;
 };

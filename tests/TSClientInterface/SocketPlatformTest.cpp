@@ -153,6 +153,7 @@ TEST(SocketPlatform, FailsForADescriptorThatIsNone)
     EXPECT_EQ(platform::receiveBytes(-1, &byte, 1), -1);
     EXPECT_EQ(platform::receiveFrom(-1, &byte, 1, address), -1);
     EXPECT_EQ(platform::sendBytes(-1, &byte, 1), -1);
+    EXPECT_EQ(platform::sendWithin(-1, &byte, 1, NO_LIMIT), -1);
     EXPECT_EQ(platform::sendTo(-1, &byte, 1, address), -1);
 }
 
@@ -164,6 +165,7 @@ TEST(SocketPlatform, NeitherReceivesNorSendsANegativeCount)
     EXPECT_EQ(platform::receiveBytes(connection.here, &byte, -1), -1);
     EXPECT_EQ(platform::receiveFrom(connection.here, &byte, -1, address), -1);
     EXPECT_EQ(platform::sendBytes(connection.here, &byte, -1), -1);
+    EXPECT_EQ(platform::sendWithin(connection.here, &byte, -1, NO_LIMIT), -1);
     EXPECT_EQ(platform::sendTo(connection.here, &byte, -1, address), -1);
 }
 
@@ -291,6 +293,42 @@ TEST(SocketPlatform, SendsWhatFitsInNonBlockingMode)
     EXPECT_LT(taken, static_cast<int>(data.size()));
     char byte;
     EXPECT_EQ(platform::receiveBytes(connection.here, &byte, 1), -1);
+}
+
+TEST(SocketPlatform, SendsEverythingThatThePeerTakesWithinTheLimit)
+{
+    Connection connection;
+    platform::setSendBufferSize(connection.here, 4096);
+    const std::string sent(2000000, 'w');
+    for (const microseconds limit : {microseconds(PlainSocket::PATIENCE), NO_LIMIT})
+    {
+        std::future<std::string> received =
+            std::async(std::launch::async, [&] { return connection.peer.receive(sent.size()); });
+        EXPECT_EQ(platform::sendWithin(connection.here, sent.data(), 2000000, limit), 2000000);
+        EXPECT_EQ(received.get(), sent);
+    }
+}
+
+TEST(SocketPlatform, SendsWhatFitsToAPeerThatTakesNothingMore)
+{
+    Connection connection;
+    const std::string data(50000000, 'f');
+    const int fitting = platform::sendWithin(connection.here, data.data(), 50000000, milliseconds(20));
+    EXPECT_GT(fitting, 0);
+    EXPECT_LT(fitting, 50000000);
+    EXPECT_EQ(connection.peer.receive(static_cast<std::size_t>(fitting)), data.substr(0, fitting));
+    EXPECT_EQ(platform::sendWithin(connection.here, "x", 1, NO_WAIT), 1);
+    EXPECT_EQ(connection.peer.receive(1), "x"); // in blocking mode as before
+    EXPECT_EQ(platform::sendWithin(connection.here, nullptr, 0, NO_WAIT), 0);
+}
+
+TEST(SocketPlatform, FailsToSendWithinALimitToAPeerThatIsGone)
+{
+    Connection connection;
+    connection.peer.abort();
+    ASSERT_EQ(platform::waitReadable(connection.here, PlainSocket::PATIENCE), 1);
+    EXPECT_EQ(platform::sendWithin(connection.here, "x", 1, NO_LIMIT), -1);
+    EXPECT_EQ(platform::sendWithin(connection.here, "x", 1, NO_LIMIT), -1);
 }
 
 TEST(SocketPlatform, EndsABlockedReceive)

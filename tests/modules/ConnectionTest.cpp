@@ -62,8 +62,18 @@ TEST_F(ConnectionTest, SendsAPacketBehindItsLength)
     AllPacketType packet = {};
     packet.bytes[0] = 22;
     packet.bytes[3] = 5;
-    EXPECT_EQ(connection.send(packet, 4), 0);
+    EXPECT_EQ(connection.send(packet, 4, in(1min)), 0);
     EXPECT_EQ(peer.receive(6), bytes("0004 16000005"));
+}
+
+TEST_F(ConnectionTest, IsLostWhenThePeerTakesNoPacketBeforeTheDeadline)
+{
+    AllPacketType packet = {};
+    int status = 0;
+    for (int i = 0; i < 100000 && status == 0; ++i)
+        status = connection.send(packet, 560, in(10ms));
+    EXPECT_EQ(status, -5);
+    EXPECT_TRUE(log.contains("ERROR", "The tool server took no request."));
 }
 
 TEST_F(ConnectionTest, ReceivesAPacketAndZeroesWhatItDidNotHold)

@@ -1,5 +1,6 @@
 #include <TSClient/PacketExchange.h>
 
+#include <support/Dripping.h>
 #include <support/LogCapture.h>
 #include <support/PlayedServer.h>
 
@@ -9,6 +10,7 @@
 #include <string>
 #include <vector>
 
+using namespace std::chrono_literals;
 using namespace wire;
 
 namespace
@@ -381,6 +383,31 @@ TEST_F(PacketExchangeTest, GoesOnWithASequenceAfterATimeOutInIt)
     EXPECT_EQ(next(ALL_POSES), 0);
 }
 
+TEST_F(PacketExchangeTest, EndsARequestInTimeHoweverSteadilySingleBytesOfItsAnswerCome)
+{
+    exchange.setTimeout(200);
+    const Dripping answer(server.connection, framed(std::string(65535, '\x14')), 1, 2ms);
+    EXPECT_EQ(ask(STATUS), -2);
+    EXPECT_EQ(start(ALL_POSES), -2);
+    EXPECT_EQ(exchange.receiveSequence(), -2);
+    EXPECT_EQ(exchange.connect("127.0.0.1", server.port()), -2); // where nobody greets
+}
+
+TEST_F(PacketExchangeTest, LeavesASequenceInTimeHoweverSteadilyItsPacketsCome)
+{
+    const std::string tool = framed(failure(8, "Tools is not in view."));
+    start(ALL_POSES);
+    exchange.setTimeout(100);
+    const Dripping answer(server.connection, tool, tool.size(), 10ms); // ten seconds for a thousand of them
+    int status = -10;
+    int fetches = 0;
+    for (; fetches < 1000 && status == -10; ++fetches)
+        status = next(ALL_POSES);
+    EXPECT_EQ(status, -2);
+    EXPECT_GT(fetches, 1);
+    EXPECT_EQ(next(ALL_POSES), -10); // the sequence goes on, as long as the caller does
+}
+
 TEST_F(PacketExchangeTest, ReportsATimeOutOfTheStartInEveryFetch)
 {
     exchange.setTimeout(IMPATIENT_MS);
@@ -489,6 +516,21 @@ TEST_F(PacketExchangeTest, IsLostAtAFrameWithoutBytes)
     server.connection.send(bytes("0000"));
     EXPECT_EQ(ask(STATUS), -5);
     EXPECT_EQ(ask(STATUS), -1);
+}
+
+TEST_F(PacketExchangeTest, IsLostWhenTheServerAnswersButTakesNoRequest)
+{
+    constexpr int MANY = 20000; // more than the system keeps for a peer that does not read
+    std::string answers;
+    for (int i = 0; i < MANY; ++i)
+        answers += framed(acknowledgement());
+    server.connection.send(answers);
+    int status = 0;
+    exchange.setTimeout(300);
+    for (int i = 0; i < MANY && status == 0; ++i)
+        status = ask(TOOL_INIT, 560);
+    EXPECT_EQ(status, -5);
+    EXPECT_FALSE(exchange.isConnected());
 }
 
 TEST_F(PacketExchangeTest, IsLostWhenTheServerClosesInTheMiddleOfAnAnswer)

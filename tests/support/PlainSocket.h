@@ -158,13 +158,21 @@ public:
 
     void send(const std::string& data)
     {
+        ASSERT_TRUE(trySend(data)) << "the peer takes no bytes";
+    }
+
+    /// False when the peer takes no bytes any more.
+    bool trySend(const std::string& data)
+    {
         std::size_t sent = 0;
         while (sent < data.size())
         {
             const auto count = ::send(m_Handle, data.data() + sent, static_cast<Size>(data.size() - sent), FLAGS);
-            ASSERT_GT(count, 0) << "the peer takes no bytes";
+            if (count <= 0)
+                return false;
             sent += static_cast<std::size_t>(count);
         }
+        return true;
     }
 
     /// Exactly `size` bytes; fewer when the peer closes before, or PATIENCE ends.

@@ -93,6 +93,10 @@ TBR_NAVIGATION_EXPORT int receiveFrom(int descriptor, void* buffer, int size, So
 /// Sends. Returns the count of bytes taken, which in blocking mode is `size` unless the connection ends meanwhile, or
 /// -1 on failure.
 TBR_NAVIGATION_EXPORT int sendBytes(int descriptor, const void* data, int size);
+/// Sends on a socket in blocking mode, but waits for room no longer than `limit` in all. A limit of 0 sends what fits;
+/// a negative one waits without limit. Returns the count of bytes taken, which is less than `size` when time was up or
+/// the connection ended, or -1 on failure.
+TBR_NAVIGATION_EXPORT int sendWithin(int descriptor, const void* data, int size, std::chrono::microseconds limit);
 /// Sends one datagram. Returns the count of bytes taken, -1 on failure.
 TBR_NAVIGATION_EXPORT int sendTo(int descriptor, const void* data, int size, const SocketAddress& receiver);
 

@@ -331,6 +331,32 @@ int sendBytes(int descriptor, const void* data, int size)
     return sent;
 }
 
+int sendWithin(int descriptor, const void* data, int size, std::chrono::microseconds limit)
+{
+    if (descriptor < 0 || size < 0)
+        return -1;
+    const Clock::time_point deadline = Clock::now() + limit;
+    const char* const bytes = static_cast<const char*>(data);
+    int sent = 0;
+    while (sent < size)
+    {
+        const auto rest = static_cast<std::size_t>(size - sent);
+        const auto count =
+            repeatInterrupted([&] { return send(descriptor, bytes + sent, rest, MSG_NOSIGNAL | MSG_DONTWAIT); });
+        if (count >= 0)
+        {
+            sent += static_cast<int>(count);
+            continue;
+        }
+        if (errno != EAGAIN && errno != EWOULDBLOCK)
+            return sent > 0 ? sent : -1;
+        pollfd watched = {descriptor, POLLOUT, 0};
+        if (repeatInterrupted([&] { return poll(&watched, 1, pollTimeoutMs(limit, deadline)); }) <= 0)
+            break;
+    }
+    return sent;
+}
+
 int sendTo(int descriptor, const void* data, int size, const SocketAddress& receiver)
 {
     if (size < 0)

@@ -9,6 +9,8 @@
 
 #include <windows.h>
 
+#include <algorithm>
+#include <climits>
 #include <cstdint>
 #include <cstring>
 
@@ -275,6 +277,33 @@ int sendBytes(int descriptor, const void* data, int size)
     if (size < 0)
         return -1;
     return send(toHandle(descriptor), static_cast<const char*>(data), size, 0);
+}
+
+int sendWithin(int descriptor, const void* data, int size, std::chrono::microseconds limit)
+{
+    using Clock = std::chrono::steady_clock;
+    if (size < 0 || !setNonBlocking(descriptor, true))
+        return -1;
+    const Clock::time_point deadline = Clock::now() + limit;
+    const char* const bytes = static_cast<const char*>(data);
+    int sent = 0;
+    bool isGood = true;
+    bool isOutOfTime = false;
+    while (isGood && sent < size)
+    {
+        const int count = send(toHandle(descriptor), bytes + sent, size - sent, 0);
+        sent += std::max(count, 0);
+        if (count >= 0)
+            continue;
+        const bool isFull = WSAGetLastError() == WSAEWOULDBLOCK;
+        const auto rest = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()).count();
+        const int restMs = limit.count() < 0 ? -1 : static_cast<int>(std::clamp<std::int64_t>(rest, 0, INT_MAX));
+        WSAPOLLFD watched = {toHandle(descriptor), POLLWRNORM, 0};
+        isGood = isFull && WSAPoll(&watched, 1, restMs) > 0;
+        isOutOfTime = isFull && !isGood;
+    }
+    setNonBlocking(descriptor, false);
+    return isGood || isOutOfTime || sent > 0 ? sent : -1;
 }
 
 int sendTo(int descriptor, const void* data, int size, const SocketAddress& receiver)
