@@ -2,6 +2,7 @@
 
 #include <support/PlainSocket.h>
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
@@ -27,6 +28,9 @@ public:
         m_Ended.notify_one();
         m_Thread.join();
     }
+    /// Whether the peer has gone.
+    bool isOver() const { return m_IsOver; }
+
     Dripping(const Dripping&) = delete;
     Dripping& operator=(const Dripping&) = delete;
 
@@ -37,7 +41,8 @@ private:
         std::size_t next = 0;
         while (!m_Ended.wait_for(lock, m_Pause, [this] { return m_IsEnded; }))
         {
-            if (!m_Connection.trySend(m_Data.substr(next, m_PieceSize)))
+            m_IsOver = !m_Connection.trySend(m_Data.substr(next, m_PieceSize));
+            if (m_IsOver)
                 return;
             next = next + m_PieceSize < m_Data.size() ? next + m_PieceSize : 0;
         }
@@ -50,5 +55,6 @@ private:
     std::mutex m_Mutex; // guards m_IsEnded
     std::condition_variable m_Ended;
     bool m_IsEnded = false;
+    std::atomic<bool> m_IsOver{false};
     std::thread m_Thread; // last: it uses all the others
 };

@@ -107,6 +107,8 @@ public:
     }
     ~PlainSocket() { close(); }
 
+    bool isOpen() const { return m_Handle != NONE; }
+
     int port() const
     {
         sockaddr_in address = {};
@@ -154,6 +156,13 @@ public:
             if (static_cast<std::size_t>(::recv(m_Handle, &seen[0], static_cast<Size>(count), MSG_PEEK)) == count)
                 return true;
         return false;
+    }
+
+    /// Lets small pieces leave at once instead of waiting for the peer to confirm the ones before.
+    void sendWithoutDelay()
+    {
+        const int on = 1;
+        ::setsockopt(m_Handle, IPPROTO_TCP, TCP_NODELAY, reinterpret_cast<const char*>(&on), sizeof on);
     }
 
     void send(const std::string& data)
