@@ -2,13 +2,13 @@
 
 #include <TSClientInterface/CaClientDataMixin.h>
 #include <TSClientInterface/CaRigidBody.h>
+#include <TSClientInterface/ToolMutex.h>
 #include <tbrNumerics/Matrix3x3.h>
 #include <tbrNumerics/TransMatrix3d.h>
 
 #include <QMetaType>
 
 #include <atomic>
-#include <memory>
 
 class CaToolServer;
 
@@ -126,8 +126,6 @@ signals:
     void TransformationUpdatedSIG(TransMatrix3d transform, bool valid);
 
 protected:
-    class Mutex;
-
     /// Holds the tool's mutex while it lives. The mutex outlives the tool if need be.
     class TBR_NAVIGATION_EXPORT Lock
     {
@@ -138,7 +136,7 @@ protected:
         Lock& operator=(const Lock&) = delete;
 
     private:
-        std::shared_ptr<Mutex> m_Mutex;
+        _tbr::ToolMutex& m_Mutex;
     };
 
     /// As in CaRigidBody; the measured points follow: the first ones keep their values, further ones are default
@@ -159,7 +157,7 @@ private:
     int updatePoints(int wanted, Get get, Set set, SetInvalid setInvalid);
     void storeImagsInFrameOf(const TransMatrix3d& reference);
 
-    std::shared_ptr<Mutex> m_Mutex; // guards what follows; held while the server is asked and signals are emitted
+    _tbr::ToolMutex::Owner m_Mutex; // guards what follows; held while the server is asked and signals are emitted
     CaToolServer* m_ToolServer;
     unsigned char m_Type;
     int m_PortNumber;

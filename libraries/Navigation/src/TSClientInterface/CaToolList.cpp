@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <array>
+#include <set>
 #include <string_view>
 
 namespace
@@ -61,13 +62,83 @@ void logEndlessSequence(const char* what)
 
 } // namespace
 
-/// A tool that a sequence of the server may update.
-struct CaToolList::Update
+/// The tools that a sequence of the server may update. Made once for a tool set, it serves update after update without
+/// further memory.
+class CaToolList::Updates
 {
-    CaTool* tool;
-    std::string_view name; // the tool's, which no fetch changes
-    bool isDone;
+public:
+    struct Update
+    {
+        CaTool* tool;
+        std::string name; // the tool's, which no fetch changes
+        bool isDone;
+    };
+
+    /// Gets ready for a sequence about the list's tools.
+    void begin(const CaToolList& list);
+    /// The first tool of exactly this name, null when there is none. Tools are mostly delivered in the list's order.
+    Update* find(const std::string& name);
+
+    const std::vector<Update>& all() const { return m_All; }
+
+    // Buffers of what is fetched.
+    std::string fetchedName;
+    std::vector<Vector3d> fetchedPoints;
+    std::vector<Vector3d> deliveredPoints;
+
+private:
+    bool areNamesDistinct() const;
+
+    std::vector<Update> m_All;
+    int m_ToolSetNumber = -1;
+    bool m_AreNamesDistinct = true;
+    std::size_t m_Next = 0; // behind the tool found last
 };
+
+void CaToolList::Updates::begin(const CaToolList& list)
+{
+    bool isChanged = m_ToolSetNumber != list.m_ToolSetNumber;
+    if (isChanged)
+    {
+        m_All.clear();
+        for (CaTool* tool : list.distinctTools())
+            m_All.push_back({tool, {}, false});
+        m_ToolSetNumber = list.m_ToolSetNumber;
+    }
+    for (Update& update : m_All)
+    {
+        update.isDone = false;
+        const char* const name = update.tool->getName();
+        if (update.name == name)
+            continue;
+        update.name = name;
+        isChanged = true;
+    }
+    if (isChanged)
+        m_AreNamesDistinct = areNamesDistinct();
+    m_Next = 0;
+}
+
+bool CaToolList::Updates::areNamesDistinct() const
+{
+    std::set<std::string_view> names;
+    for (const Update& update : m_All)
+        names.insert(update.name);
+    return names.size() == m_All.size();
+}
+
+CaToolList::Updates::Update* CaToolList::Updates::find(const std::string& name)
+{
+    const auto next = m_All.begin() + static_cast<std::ptrdiff_t>(std::min(m_Next, m_All.size()));
+    const auto found =
+        m_AreNamesDistinct && next != m_All.end() && next->name == name
+            ? next
+            : std::find_if(m_All.begin(), m_All.end(), [&](const Update& update) { return update.name == name; });
+    if (found == m_All.end())
+        return nullptr;
+    m_Next = static_cast<std::size_t>(found - m_All.begin()) + 1;
+    return &*found;
+}
 
 /// What tells imaginary points from real markers.
 struct CaToolList::PointKind
@@ -86,7 +157,7 @@ CaRigidBody* CaToolList::ourTracker = nullptr;
 CaToolList::CaToolList() : CaToolList(std::string()) {}
 
 CaToolList::CaToolList(const std::string& name)
-    : m_Tools(), m_NumberOfTools(0), m_ReadsToolSet(false), m_OpenReadings(0)
+    : m_Tools(), m_NumberOfTools(0), m_ReadsToolSet(false), m_OpenReadings(0), m_ToolSetNumber(0)
 {
     init(name);
 }
@@ -244,8 +315,8 @@ int CaToolList::updateAllPoints(const PointKind& kind)
     if (!m_ToolServer)
         return CaToolServer::NO_CONNECTION;
 
-    std::vector<Update> updates;
-    std::vector<Vector3d> points;
+    std::unique_ptr<Updates> updates = takeUpdates();
+    std::vector<Vector3d>& points = updates->fetchedPoints;
     int count = 0;
     const auto fetch = [&](std::string& name)
     {
@@ -254,18 +325,22 @@ int CaToolList::updateAllPoints(const PointKind& kind)
         return (m_ToolServer.get()->*kind.next)(name, points.data(), &count);
     };
     const auto deliver = [&](CaTool& tool)
-    { (tool.*kind.set)(_tbr::deliveredPoints(points.data(), kind.room, count, (tool.*kind.number)()).data()); };
+    {
+        _tbr::deliverPoints(points.data(), kind.room, count, (tool.*kind.number)(), updates->deliveredPoints);
+        (tool.*kind.set)(updates->deliveredPoints.data());
+    };
 
     const int status = repeatWhileToolSetChanges(
         [&]
         {
             (m_ToolServer.get()->*kind.start)();
-            return fetchAll(updates, fetch, deliver);
+            return fetchAll(*updates, fetch, deliver);
         });
 
-    for (const Update& update : updates)
+    for (const Updates::Update& update : updates->all())
         if (!update.isDone)
             (update.tool->*kind.setInvalid)();
+    m_SpareUpdates = std::move(updates);
     return status;
 }
 
@@ -274,7 +349,7 @@ int CaToolList::updateAllTransforms(bool notify)
     if (!m_ToolServer)
         return CaToolServer::NO_CONNECTION;
 
-    std::vector<Update> updates;
+    std::unique_ptr<Updates> updates = takeUpdates();
     Matrix3x3 rotation;
     Vector3d translation;
     const auto fetch = [&](std::string& name) { return m_ToolServer->nextTransform(name, rotation, translation); };
@@ -287,23 +362,25 @@ int CaToolList::updateAllTransforms(bool notify)
             notify = notify || isRepeated; // new tools are to be announced
             isRepeated = true;
             m_ToolServer->startTransforms(notify);
-            return fetchAll(updates, fetch, deliver);
+            return fetchAll(*updates, fetch, deliver);
         });
 
     if (notify)
     {
-        for (const Update& update : updates)
+        for (const Updates::Update& update : updates->all())
             if (!update.isDone)
                 update.tool->setTransformInvalid();
-        for (const Update& update : updates)
+        for (const Updates::Update& update : updates->all())
             update.tool->notifyAboutNewTransformation();
     }
+    m_SpareUpdates = std::move(updates);
     return status;
 }
 
 int CaToolList::updateAllTransformsAndImags()
 {
     const int status = updateAllTransforms(true);
+    std::vector<Vector3d> imags;
     for (CaTool* tool : distinctTools())
     {
         TransMatrix3d pose;
@@ -313,7 +390,7 @@ int CaToolList::updateAllTransformsAndImags()
             continue;
         }
 
-        std::vector<Vector3d> imags(tool->getRigImags(), tool->getRigImags() + tool->getNumberOfImags());
+        imags.assign(tool->getRigImags(), tool->getRigImags() + tool->getNumberOfImags());
         for (Vector3d& point : imags)
             point = pose * point;
         tool->setImags(imags.data());
@@ -476,6 +553,7 @@ void CaToolList::replaceToolSet(const std::vector<CaTool*>& toolSet)
     m_Unpluggeds = unplugged;
     std::copy(toolSet.begin(), toolSet.end(), m_Tools);
     m_NumberOfTools = static_cast<int>(toolSet.size());
+    ++m_ToolSetNumber;
 }
 
 bool CaToolList::readToolSetAgain()
@@ -498,27 +576,26 @@ int CaToolList::repeatWhileToolSetChanges(Request request)
     return status;
 }
 
-template <class Fetch, class Deliver>
-int CaToolList::fetchAll(std::vector<Update>& updates, Fetch fetch, Deliver deliver)
+std::unique_ptr<CaToolList::Updates> CaToolList::takeUpdates()
 {
-    updates.clear();
-    updates.reserve(MAX_TOOLS);
-    for (CaTool* tool : distinctTools())
-        updates.push_back({tool, tool->getName(), false});
+    return m_SpareUpdates ? std::move(m_SpareUpdates) : std::make_unique<Updates>();
+}
 
+template <class Fetch, class Deliver>
+int CaToolList::fetchAll(Updates& updates, Fetch fetch, Deliver deliver)
+{
+    updates.begin(*this);
     int status = CaToolServer::OK;
-    std::string name;
     for (int fetches = 0; fetches < MAX_FETCHES; ++fetches)
     {
-        status = fetch(name);
+        status = fetch(updates.fetchedName);
         if (status == CaToolServer::TOOL_NOT_IN_VIEW)
             continue;
         if (status != CaToolServer::WAITING_FOR_PACKETS)
             return status;
 
-        const auto update = std::find_if(updates.begin(), updates.end(),
-                                         [&](const Update& candidate) { return name == candidate.name; });
-        if (update == updates.end())
+        Updates::Update* const update = updates.find(updates.fetchedName);
+        if (!update)
             continue;
         deliver(*update->tool);
         update->isDone = true;

@@ -134,7 +134,7 @@ private:
     static constexpr int MAX_TOOLS = 32;
 
     struct PointKind;
-    struct Update;
+    class Updates;
 
     void init(const std::string& name);
     std::vector<CaTool*> distinctTools() const;
@@ -149,8 +149,9 @@ private:
     template <class Request>
     int repeatWhileToolSetChanges(Request request);
     template <class Fetch, class Deliver>
-    int fetchAll(std::vector<Update>& updates, Fetch fetch, Deliver deliver);
+    int fetchAll(Updates& updates, Fetch fetch, Deliver deliver);
     int updateAllPoints(const PointKind& kind);
+    std::unique_ptr<Updates> takeUpdates();
 
     std::unique_ptr<CaToolServer> m_ToolServer;
     CaTool* m_Tools[MAX_TOOLS];
@@ -161,6 +162,9 @@ private:
     QPointer<CaRigidBody> m_Reference;
     bool m_ReadsToolSet; // toolChange() is reading the tool set
     int m_OpenReadings;  // requests that wait for their toolChange() to return
+    int m_ToolSetNumber; // of the tool sets so far
+    std::unique_ptr<Updates>
+        m_SpareUpdates; // the next update's, so that it needs no memory; null while one is going on
 
     static CaToolList* ourDefaultToolListPointer;
     static CaRigidBody* ourTracker;

@@ -15,5 +15,7 @@ constexpr int MAX_IMAGS = 8;
 /// it delivered `count`: what it did not deliver is undefined, and nothing beyond the buffer is read, whatever the
 /// numbers are. Any thread.
 std::vector<Vector3d> deliveredPoints(const Vector3d* buffer, int room, int count, int wanted);
+/// The same into `points`, whose memory is used again.
+void deliverPoints(const Vector3d* buffer, int room, int count, int wanted, std::vector<Vector3d>& points);
 
 } // namespace _tbr
