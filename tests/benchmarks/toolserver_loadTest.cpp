@@ -1,3 +1,5 @@
+#include "ProgramRun.h"
+
 #include <MeasuredServer.h>
 
 #include <support/PlainSocket.h>
@@ -15,24 +17,6 @@
 
 namespace
 {
-
-constexpr int PATIENCE_MS = 240000;
-
-struct Ended
-{
-    int status;
-    QString output;
-    QString errors;
-};
-
-Ended run(const QStringList& arguments)
-{
-    QProcess process;
-    process.start(PROGRAM, arguments);
-    EXPECT_TRUE(process.waitForFinished(PATIENCE_MS)) << PROGRAM;
-    return {process.exitCode(), QString::fromUtf8(process.readAllStandardOutput()),
-            QString::fromUtf8(process.readAllStandardError())};
-}
 
 QStringList shortly(QStringList measures)
 {
