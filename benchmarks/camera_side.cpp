@@ -1,5 +1,6 @@
 // What the camera's thread does for each frame and what sessions read from its tools, without any socket: pose fit,
-// tool update, recording, the start of a replay, the reading of poses, and the look-up by name.
+// tool update, recording, the start of a replay, the reading of poses, and the look-up by name. Times per tool are
+// processor time.
 
 #include "BigReplay.h"
 #include "CameraWork.h"
@@ -72,6 +73,14 @@ double wallSeconds()
     return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
 }
 
+/// Processor time of this process, which other work on the machine does not lengthen; where the system does not tell
+/// it, the time of day.
+double usedSeconds()
+{
+    const std::optional<double> used = processMeasure::processorSeconds(QCoreApplication::applicationPid());
+    return used ? *used : wallSeconds();
+}
+
 /// A step of the work for so many tools, in nanoseconds for each of them.
 Measure perTool(const QString& name, const QString& description, void (CameraWork::*step)(), int tools = TOOLS)
 {
@@ -80,20 +89,17 @@ Measure perTool(const QString& name, const QString& description, void (CameraWor
             {
                 CameraWork work(tools);
                 return perTurn(
-                           seconds, [&] { (work.*step)(); }, wallSeconds) /
+                           seconds, [&] { (work.*step)(); }, usedSeconds) /
                        tools * 1e9;
             }};
 }
 
-/// Percent of one processor that the recording takes, by the processor time of its ticks.
+/// Percent of one processor that the recording takes, by the time of its ticks.
 std::optional<double> recordingShare(double seconds)
 {
-    const auto used = [] { return processMeasure::processorSeconds(QCoreApplication::applicationPid()); };
-    if (!used())
-        return {};
     CameraWork work(TOOLS);
     return perTurn(
-               seconds, [&] { work.recordTick(); }, [&] { return *used(); }) *
+               seconds, [&] { work.recordTick(); }, usedSeconds) *
            TICKS_PER_SECOND * 100.0;
 }
 
@@ -133,7 +139,7 @@ std::vector<Measure> allMeasures()
             perTool("update", "Tool::updateFrame(), averages over 10 frames", &CameraWork::updateTools),
             perTool("record", "real-time record of the log", &CameraWork::makeRecords),
             perTool("tick", "one tick of the recording, with its write", &CameraWork::recordTick),
-            {"recording", "% of a CPU", "recording 64 tools 20 times a second, processor time", recordingShare},
+            {"recording", "% of a CPU", "recording 64 tools 20 times a second", recordingShare},
             {"replay-start", "ms", "start of the replay of a log of 1 GiB, until its tools are there", replayStart},
             {"replay-memory", "KiB", "growth while that replay starts and plays 2000 blocks", replayMemory},
             perTool("read", "pose, RMS and imaginary points in a tool's frame", &CameraWork::readTools),
