@@ -169,10 +169,11 @@ private:
         if (!isReadable())
             return;
         const framecode::Pose pose = framecode::poseIn(record);
-        const bool isOfOneFrame =
-            m_Reference == Reference::REF ? framecode::isSeenFromOneFrame(pose) : framecode::frameOf(pose) >= 0;
+        const int frame = static_cast<int>(framecode::numberAt<float>(record, 84));
+        const bool isOfOneFrame = m_Reference == Reference::REF ? framecode::isSeenFromOneFrame(pose, frame)
+                                                                : framecode::frameOf(pose) == frame;
         EXPECT_TRUE(isOfOneFrame) << &record[4] << ": translation " << pose.translation.x << " " << pose.translation.y
-                                  << " " << pose.translation.z;
+                                  << " " << pose.translation.z << ", RMS of frame " << frame;
     }
 
     void checkMarkers(const std::string& record) const

@@ -1,7 +1,9 @@
 #include "CrowdedServer.h"
 
+#include <algorithm>
 #include <iostream>
 #include <memory>
+#include <thread>
 #include <vector>
 
 using namespace wire;
@@ -37,6 +39,13 @@ void storm(int port)
 {
     for (int i = 0; i < 1000; ++i)
         comeAndGo(port, i);
+}
+
+/// How many lines the server has written until now.
+long lines(const ServerProcess& process)
+{
+    const std::string all = process.standardOutput() + process.standardError();
+    return std::count(all.begin(), all.end(), '\n');
 }
 
 } // namespace
@@ -75,3 +84,47 @@ TEST(ToolserverCrowd, ServesTwoThousandIdleClients)
     EXPECT_TRUE(server.isEmptyAgain());
     EXPECT_EQ(server.stop(), 0) << server.process.standardError();
 }
+
+/// Servers that may hold so many descriptors. A session takes more than one of them, so that it makes a difference
+/// where exactly they run out.
+class ToolserverWithoutDescriptors : public testing::TestWithParam<int>
+{
+};
+
+TEST_P(ToolserverWithoutDescriptors, ServesItsClientsQuietlyAndTakesNewOnesWhenItCan)
+{
+    CrowdedServer server(GetParam());
+    ProtocolClient friendly(server.port(), Order::HOST);
+    std::vector<ProtocolClient> crowd;
+    while (server.process.isRunning() && !HasFailure() && server.status.descriptors() < GetParam())
+        crowd.emplace_back(server.port(), Order::HOST);
+    for (int i = 0; i < 3 && server.process.isRunning(); ++i)
+        crowd.emplace_back(server.port());
+    ASSERT_TRUE(server.process.isRunning()) << server.process.standardError();
+
+    const double processorBefore = server.status.processorSeconds();
+    const long linesBefore = lines(server.process);
+    const auto begin = std::chrono::steady_clock::now();
+    int asked = 0;
+    while (std::chrono::steady_clock::now() - begin < std::chrono::seconds(1))
+    {
+        ASSERT_EQ(friendly.askAll(packet(ALL_POSES)).size(), CrowdedServer::TOOLS + 1U)
+            << server.process.standardError();
+        ++asked;
+        std::this_thread::sleep_for(std::chrono::milliseconds(20)); // a client that polls
+    }
+    const double processor = server.status.processorSeconds() - processorBefore;
+    const long written = lines(server.process) - linesBefore;
+    std::cout << asked << " requests answered, " << processor << " s of processor time, " << written
+              << " lines written within a second\n";
+    EXPECT_LT(processor, 0.5) << "seconds of a second: it must not try again without a pause";
+    EXPECT_LT(written, 100) << "lines in a second";
+
+    crowd.clear();
+    ProtocolClient late(server.port(), Order::HOST);
+    EXPECT_TRUE(late.isServed());
+    EXPECT_TRUE(friendly.isServed());
+    EXPECT_EQ(server.stop(), 0) << server.process.standardError();
+}
+
+INSTANTIATE_TEST_SUITE_P(, ToolserverWithoutDescriptors, testing::Values(40, 41), testing::PrintToStringParamName());

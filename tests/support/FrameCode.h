@@ -81,12 +81,11 @@ inline Pose seenFrom(int referenceFrame, int frame)
             referenceFromCamera * (translation(frame) - translation(referenceFrame))};
 }
 
-/// Whether a pose is that of a tool of one frame as seen from a reference that is of one frame, too.
-inline bool isSeenFromOneFrame(const Pose& pose)
+/// Whether a pose is that of a tool of this frame as seen from a reference that is of one frame, too.
+inline bool isSeenFromOneFrame(const Pose& pose, int frame)
 {
-    const int framesBetween = static_cast<int>(std::lround(-pose.translation.z)); // no turn about z changes it
     for (int referenceFrame = 0; referenceFrame < PERIOD; ++referenceFrame)
-        if (isNear(pose, seenFrom(referenceFrame, referenceFrame + framesBetween)))
+        if (isNear(pose, seenFrom(referenceFrame, frame)))
             return true;
     return false;
 }

@@ -5,6 +5,7 @@
 #include <iterator>
 #include <sstream>
 #include <string>
+#include <system_error>
 
 #include <sys/resource.h>
 #include <unistd.h>
@@ -16,9 +17,11 @@ public:
     explicit ProcessStatus(long long processId) : m_Folder("/proc/" + std::to_string(processId)) {}
 
     int threads() const { return static_cast<int>(statusField("Threads:")); }
+    /// 0 when the process has ended.
     int descriptors() const
     {
-        const std::filesystem::directory_iterator all(m_Folder + "/fd");
+        std::error_code error;
+        const std::filesystem::directory_iterator all(m_Folder + "/fd", error);
         return static_cast<int>(std::distance(begin(all), end(all)));
     }
     /// Memory that is in use and not on disk, in KiB.
