@@ -32,10 +32,13 @@ private:
     /// The bytes of the packet that is due, header included, as far as that is known yet.
     int dueSize() const;
     int receiveMore(Deadline deadline);
+    int receiveAtOnce(Deadline deadline);
+    int receiveBytes(int (*receive)(int descriptor, void* buffer, int size));
 
-    char m_Bytes[2 * (HEADER_SIZE + 65535)]; // the longest packet has room, wherever it begins in the first half
-    int m_Begin = 0;                         // of the packet that is due
-    int m_End = 0;                           // of what has been received
+    char m_Bytes[2 * (HEADER_SIZE + 65535)];     // the longest packet has room, wherever it begins in the first half
+    int m_Begin = 0;                             // of the packet that is due
+    int m_End = 0;                               // of what has been received
+    std::chrono::milliseconds m_ReceiveLimit{0}; // the system's; none yet
 };
 
 namespace
@@ -56,17 +59,42 @@ int Connection::Socket::dueSize() const
     return receivedSize() < HEADER_SIZE ? HEADER_SIZE : HEADER_SIZE + (byte(0) << 8 | byte(1));
 }
 
+int Connection::Socket::receiveBytes(int (*receive)(int descriptor, void* buffer, int size))
+{
+    const int count = receive(getDescriptor(), m_Bytes + m_End, static_cast<int>(sizeof m_Bytes) - m_End);
+    m_End += std::max(count, 0);
+    return count;
+}
+
+/// Waits for bytes and receives them in a single call of the system, which shows where updates are many. The system's
+/// limit is less than the time that is left, and is seldom set: what is left of one request is about what is left of
+/// the next. Returns the count, or -1 when the rest of the time is to be waited for otherwise.
+int Connection::Socket::receiveAtOnce(Deadline deadline)
+{
+    constexpr std::chrono::milliseconds WORTH_IT{100}; // the system's clock ticks are as good as nothing then
+    const auto left = timeUntil<std::chrono::milliseconds>(deadline);
+    if (left < WORTH_IT)
+        return -1;
+    if (m_ReceiveLimit > left || m_ReceiveLimit < left / 2)
+    {
+        m_ReceiveLimit = left * 3 / 4;
+        if (!tbr::platform::setReceiveLimit(getDescriptor(), m_ReceiveLimit))
+            m_ReceiveLimit = {};
+    }
+    return m_ReceiveLimit.count() > 0 ? receiveBytes(tbr::platform::receiveWithinLimit) : -1;
+}
+
 int Connection::Socket::receiveMore(Deadline deadline)
 {
-    const int ready = waitForInput(static_cast<long>(timeUntil<std::chrono::milliseconds>(deadline).count()));
-    if (ready != SocketResult::SUCCESS)
-        return ready;
-    const int count =
-        tbr::platform::receiveBytes(getDescriptor(), m_Bytes + m_End, static_cast<int>(sizeof m_Bytes) - m_End);
-    if (count <= 0)
-        return SocketResult::PEER_CLOSED;
-    m_End += count;
-    return SocketResult::SUCCESS;
+    int count = receiveAtOnce(deadline);
+    if (count < 0)
+    {
+        const int ready = waitForInput(static_cast<long>(timeUntil<std::chrono::milliseconds>(deadline).count()));
+        if (ready != SocketResult::SUCCESS)
+            return ready;
+        count = receiveBytes(tbr::platform::receiveBytes);
+    }
+    return count > 0 ? SocketResult::SUCCESS : SocketResult::PEER_CLOSED;
 }
 
 int Connection::Socket::sendPacket(const char* payload, int size, Deadline deadline)

@@ -733,6 +733,50 @@ TEST_F(CaToolListTest, AnnouncesAllPosesInListOrderWhenAsked)
     EXPECT_EQ(list.getTool("B")->getTranslation(), Vector3d(1, 2, 3));
 }
 
+TEST_F(CaToolListTest, HandsPosesToTheFirstToolOfTheirNameInWhateverOrderTheyCome)
+{
+    const auto pose = [](const char* name, double x)
+    { return ScriptedToolServer::pose(1, name, Matrix3x3(), Vector3d(x, 0, 0)); };
+    const auto updated = [&](std::vector<ScriptedToolServer::Pose> poses)
+    {
+        poses.push_back(ScriptedToolServer::pose(0));
+        server.nextPoses = poses;
+        EXPECT_EQ(list.updateAllTransforms(true), 0);
+        std::vector<double> result;
+        for (int i = 0; i < list.getNumberOfTools(); ++i)
+            result.push_back(list.getTool(i)->isTransformValid() ? list.getTool(i)->getTranslation().x : -1);
+        return result;
+    };
+    read(list, {ScriptedToolServer::tool("A", TRIANGLE, TIP), ScriptedToolServer::tool("B", SQUARE, TIP),
+                ScriptedToolServer::tool("C", TRIANGLE, {})});
+    EXPECT_THAT(updated({pose("A", 1), pose("B", 2), pose("C", 3)}), ElementsAre(1, 2, 3));
+    EXPECT_THAT(updated({pose("C", 3), pose("B", 2), pose("A", 1)}), ElementsAre(1, 2, 3));
+    EXPECT_THAT(updated({pose("B", 2), pose("B", 4), pose("C", 3), pose("D", 5)}), ElementsAre(-1, 4, 3));
+    EXPECT_THAT(updated({pose("", 9)}), ElementsAre(-1, -1, -1));
+
+    list.getTool(1)->setName("A"); // as an application may
+    EXPECT_THAT(updated({pose("A", 1), pose("A", 2), pose("C", 3)}), ElementsAre(2, -1, 3));
+    list.getTool(0)->setName("B");
+    EXPECT_THAT(updated({pose("A", 1), pose("B", 2), pose("C", 3)}), ElementsAre(2, 1, 3));
+    read(list, {ScriptedToolServer::tool("C", TRIANGLE, TIP), ScriptedToolServer::tool("A", TRIANGLE, {})});
+    EXPECT_THAT(updated({pose("A", 1), pose("C", 3)}), ElementsAre(3, 1));
+}
+
+TEST_F(CaToolListTest, MayBeUpdatedByASlotOfItsUpdate)
+{
+    read(list, {ScriptedToolServer::tool("A", TRIANGLE, TIP), ScriptedToolServer::tool("B", SQUARE, TIP)});
+    server.nextPoses = {ScriptedToolServer::pose(1, "A"), ScriptedToolServer::pose(0)};
+    server.nextImagPoints = {ScriptedToolServer::points(1, "B", TIP), ScriptedToolServer::points(0)};
+    int status = -1;
+    QObject::connect(list.getTool(0), &CaTool::TransformationUpdatedSIG, [&] { status = list.updateAllImags(); });
+    QSignalSpy second(list.getTool(1), &CaTool::TransformationUpdatedSIG);
+    EXPECT_EQ(list.updateAllTransforms(true), 0);
+    EXPECT_EQ(status, 0);
+    EXPECT_TRUE(list.getTool(1)->isImagsValid());
+    ASSERT_EQ(second.count(), 1); // whatever the slot's update delivered
+    EXPECT_FALSE(second[0][1].toBool());
+}
+
 TEST_F(CaToolListTest, KeepsPosesQuietlyWhenNotAsked)
 {
     read(list, {ScriptedToolServer::tool("A", TRIANGLE, TIP), ScriptedToolServer::tool("B", SQUARE, TIP)});

@@ -295,6 +295,22 @@ TEST(SocketPlatform, SendsWhatFitsInNonBlockingMode)
     EXPECT_EQ(platform::receiveBytes(connection.here, &byte, 1), -1);
 }
 
+TEST(SocketPlatform, ReceivesWithinALimit)
+{
+    Connection connection;
+    char byte = 0;
+    if (!platform::setReceiveLimit(connection.here, milliseconds(20)))
+        GTEST_SKIP() << "this system has no such limit";
+    EXPECT_EQ(platform::receiveWithinLimit(connection.here, &byte, 1), -1);
+    connection.peer.send("x");
+    EXPECT_EQ(platform::receiveWithinLimit(connection.here, &byte, 1), 1);
+    EXPECT_EQ(byte, 'x');
+    EXPECT_EQ(platform::receiveWithinLimit(connection.here, &byte, -1), -1);
+    connection.peer.close();
+    EXPECT_EQ(platform::receiveWithinLimit(connection.here, &byte, 1), 0);
+    EXPECT_FALSE(platform::setReceiveLimit(-1, milliseconds(20)));
+}
+
 TEST(SocketPlatform, SendsEverythingThatThePeerTakesWithinTheLimit)
 {
     Connection connection;

@@ -14,6 +14,8 @@ if(NOT WIN32) # where no program can ask another one's console to end
     "TBR_EXAMPLE_SETTINGS=\"${CMAKE_BINARY_DIR}/examples/client.ini\"")
 endif()
 
-# The same against a server in the hands of the test, which does everything wrong that a server can.
-tbr_test(HostileServer LIBRARIES tbr::Navigation Threads::Threads NEEDS TSClient LABELS endtoend)
-target_compile_definitions(HostileServerTest PRIVATE "TBR_MODULES=\"$<TARGET_FILE_DIR:TSClient>\"")
+# The same against a server in the hands of the test, which does everything wrong that a server can; and what it takes.
+foreach(name HostileServer ClientMemory)
+  tbr_test(${name} LIBRARIES tbr::Navigation Threads::Threads NEEDS TSClient LABELS endtoend)
+  target_compile_definitions(${name}Test PRIVATE "TBR_MODULES=\"$<TARGET_FILE_DIR:TSClient>\"")
+endforeach()

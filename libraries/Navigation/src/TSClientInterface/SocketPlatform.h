@@ -88,7 +88,12 @@ TBR_NAVIGATION_EXPORT bool isPeerGone(int descriptor);
 TBR_NAVIGATION_EXPORT int receiveBytes(int descriptor, void* buffer, int size);
 /// The same without ever waiting: 0 also when nothing is there.
 TBR_NAVIGATION_EXPORT int receiveAvailable(int descriptor, void* buffer, int size);
-/// The same for one datagram; also tells its sender.
+/// Sets how long receiveWithinLimit() waits on this socket, 1 ms or more. False where the system has no such limit.
+TBR_NAVIGATION_EXPORT bool setReceiveLimit(int descriptor, std::chrono::milliseconds limit);
+/// As receiveBytes() in blocking mode, in a single call of the system, but -1 is also returned when the limit of
+/// setReceiveLimit() has passed, or a signal came: waitReadable() tells how things are then.
+TBR_NAVIGATION_EXPORT int receiveWithinLimit(int descriptor, void* buffer, int size);
+/// The same as receiveBytes() for one datagram; also tells its sender.
 TBR_NAVIGATION_EXPORT int receiveFrom(int descriptor, void* buffer, int size, SocketAddress& sender);
 /// Sends. Returns the count of bytes taken, which in blocking mode is `size` unless the connection ends meanwhile, or
 /// -1 on failure.

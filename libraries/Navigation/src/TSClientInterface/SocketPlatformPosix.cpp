@@ -12,6 +12,7 @@
 #include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/socket.h>
+#include <sys/time.h>
 #include <unistd.h>
 
 namespace tbr
@@ -295,6 +296,19 @@ int receiveAvailable(int descriptor, void* buffer, int size)
     const auto count =
         repeatInterrupted([&] { return recv(descriptor, buffer, static_cast<std::size_t>(size), MSG_DONTWAIT); });
     return count < 0 && (errno == EAGAIN || errno == EWOULDBLOCK) ? 0 : static_cast<int>(count);
+}
+
+bool setReceiveLimit(int descriptor, std::chrono::milliseconds limit)
+{
+    timeval time = {};
+    time.tv_sec = static_cast<time_t>(limit.count() / 1000);
+    time.tv_usec = static_cast<suseconds_t>(limit.count() % 1000 * 1000);
+    return setOption(descriptor, SOL_SOCKET, SO_RCVTIMEO, time);
+}
+
+int receiveWithinLimit(int descriptor, void* buffer, int size)
+{
+    return size < 0 ? -1 : static_cast<int>(recv(descriptor, buffer, static_cast<std::size_t>(size), 0));
 }
 
 int receiveFrom(int descriptor, void* buffer, int size, SocketAddress& sender)

@@ -259,6 +259,17 @@ int receiveAvailable(int descriptor, void* buffer, int size)
     return ready > 0 ? receiveBytes(descriptor, buffer, size) : ready;
 }
 
+/// The system has a limit, but a socket on which it has passed cannot be relied upon any more.
+bool setReceiveLimit(int, std::chrono::milliseconds)
+{
+    return false;
+}
+
+int receiveWithinLimit(int descriptor, void* buffer, int size)
+{
+    return receiveBytes(descriptor, buffer, size);
+}
+
 int receiveFrom(int descriptor, void* buffer, int size, SocketAddress& sender)
 {
     if (size < 0)
