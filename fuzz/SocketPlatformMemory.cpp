@@ -376,6 +376,17 @@ int receiveAvailable(int descriptor, void* buffer, int size)
     return connection && connection->isConnected && size >= 0 ? takeBytes(*connection, buffer, size) : -1;
 }
 
+/// Nobody waits here for longer than there is something, so there is no need of it.
+bool setReceiveLimit(int, std::chrono::milliseconds)
+{
+    return false;
+}
+
+int receiveWithinLimit(int descriptor, void* buffer, int size)
+{
+    return receiveBytes(descriptor, buffer, size);
+}
+
 /// No target uses datagrams.
 int receiveFrom(int, void*, int, SocketAddress&)
 {
@@ -397,6 +408,12 @@ int sendBytes(int descriptor, const void* data, int size)
                          sent = static_cast<int>(count);
                      });
     return sent;
+}
+
+/// No room comes while time passes.
+int sendWithin(int descriptor, const void* data, int size, std::chrono::microseconds)
+{
+    return sendBytes(descriptor, data, size);
 }
 
 int sendTo(int, const void*, int, const SocketAddress&)
