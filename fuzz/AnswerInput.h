@@ -65,6 +65,20 @@ public:
         m_Held.erase(0, size);
     }
 
+    /// Sends the stream to the newest connection over and over, which fills a client's buffers; once for each
+    /// connection.
+    void flood()
+    {
+        constexpr std::size_t MUCH = 200000;
+        if (m_Connections.empty() || m_IsFlooded || m_Input.m_Stream.empty())
+            return;
+        m_IsFlooded = true;
+        std::string flood;
+        while (flood.size() < MUCH)
+            flood += m_Input.m_Stream;
+        m_Connections.back().send(flood);
+    }
+
     /// What the clients have sent are whole requests, whatever they were answered.
     void checkRequests() const
     {
@@ -91,6 +105,7 @@ private:
     {
         const unsigned flags = m_Input.m_Flags;
         const bool holdsBack = (flags & HOLDS_BACK) != 0;
+        m_IsFlooded = false;
         m_Held = holdsBack ? m_Input.m_Stream : std::string();
         client.deliverAtMost(flags & PIECE_MASK);
         if (flags & CONNECTS)
@@ -104,7 +119,8 @@ private:
 
     const AnswerInput& m_Input;
     std::vector<MemoryPeer> m_Connections;
-    std::string m_Held; // of the newest connection's stream
+    std::string m_Held;       // of the newest connection's stream
+    bool m_IsFlooded = false; // the newest connection
 };
 
 /// Every result of an operation is a status code, and a good one or an error besides.

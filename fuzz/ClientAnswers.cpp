@@ -53,7 +53,7 @@ public:
             &Course::calibrate,    &Course::writeNormals,    &Course::readNormals,    &Course::initialize,
             &Course::getStatus,    &Course::disconnect,      &Course::listOnSwitch,   &Course::startOnly,
             &Course::fetchOnly,    &Course::cancel,          &Course::describe,       &Course::connectAgain,
-            &Course::arrive,       &Course::arriveInPart,    &Course::changePatience,
+            &Course::arrive,       &Course::arriveInPart,    &Course::changePatience, &Course::flood,
         };
         (this->*OPERATIONS[static_cast<std::size_t>(operation) % std::size(OPERATIONS)])();
     }
@@ -70,6 +70,8 @@ private:
 
     void arrive() { m_Server.release(true); }
     void arriveInPart() { m_Server.release(false); }
+
+    void flood() { m_Server.flood(); }
 
     void changePatience()
     {

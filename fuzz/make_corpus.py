@@ -165,19 +165,37 @@ def answer_packets():
 
     def points(kind, name, count, room):
         return head(kind) + text(name, 32) + order.points(count, room) + order.floats(0.25)
+
+    def claiming(payload, *counts):
+        """The same with other counts at these offsets: (offset, count)."""
+        for offset, count in counts:
+            payload = payload[:offset] + order.ints(count) + payload[offset + 4:]
+        return payload
+
+    def broken(payload, offset, number):
+        """The same with a float that is no number."""
+        return payload[:offset] + order.floats(number) + payload[offset + 4:]
     tools = [description(0, "Probe", 4, 2), description(1, "Full", 32, 8), ack]
+    pose = head(30) + text("Probe", 32) + identity
     normals = head(ACKNOWLEDGE) + text("Probe", 32) + order.points(4, 32) + order.ints(60, 3) + order.floats(0.5, 1)
     return {
         "acknowledgements": [ack] * 8,
         "errors": [error(code, "an error") for code in (6, 7, 8, 9, 11, 13, 14, 15, 16, 18, -3, 1000)],
         "tools": tools,
-        "poses": [head(30) + text("Probe", 32) + identity, error(8, "Tools is not in view."), ack],
+        "poses": [pose, error(8, "Tools is not in view."), ack],
         "pose": [head(29) + text("Probe", 32) + identity] * 3,
         "imaginaries": [points(28, "Probe", 2, 8), points(28, "Full", 8, 8), ack],
         "imaginary": [points(ACKNOWLEDGE, "Probe", 2, 8)] * 3,
         "markers": [points(26, "Probe", 4, 32), points(26, "Full", 32, 32), ack],
         "marker": [points(ACKNOWLEDGE, "Probe", 4, 32)] * 3,
-        "too_many": [points(ACKNOWLEDGE, "Probe", 8, 8)[:36] + order.ints(43) + bytes(100)],
+        "too_many": [claiming(points(ACKNOWLEDGE, "Probe", 8, 8), (36, 43))],
+        "too_many_tools": [claiming(tools[1], (44, 42), (432, 10)), claiming(tools[1], (432, 9)), ack],
+        "too_many_markers": tools + [claiming(points(26, "Full", 32, 32), (36, 33)), ack,
+                                     claiming(points(ACKNOWLEDGE, "Full", 32, 32), (36, 43))],
+        "too_many_imaginaries": tools + [claiming(points(28, "Full", 8, 8), (36, 9)), ack],
+        "no_numbers": [broken(pose, 72, float("nan")), broken(pose, 36, float("inf")), ack],
+        "no_number": [broken(bytes([29]) + pose[1:], 76, float("nan"))],
+        "no_points": [broken(points(28, "Probe", 2, 8), 40, float("inf")), ack],
         "switch": [head(32) + order.ints(1, 1)] * 2,
         "normals": [normals] * 2,
         "changes": [error(6, "Toolchange")] + tools + [ack],
@@ -196,6 +214,8 @@ def client_inputs(operations):
         late = bytes([1, 24, 2, 24, 24, 4, 25, 24, 26] * 3).ljust(31, b"\x18")  # asks, and lets answers arrive
         inputs[f"{name}_late"] = bytes([good_start + 32]) + late + stream
         inputs[f"{name}_slowly"] = bytes([good_start + 3]) + bytes(range(31)) + stream
+    inputs["flood"] = bytes([good_start, 27] + [4, 1, 2, 3] * 7 + [0, 0]) + b"".join(
+        map(frame, answer_packets()["poses"])) * 8
     inputs["unconnected"] = bytes(32) + frame(connect())
     return inputs
 
@@ -250,7 +270,7 @@ def write(folder, target, inputs):
 def main():
     source, folder = sys.argv[1], pathlib.Path(sys.argv[2]).absolute()
     all_operations = {"forwards": bytes(range(31)), "backwards": bytes(range(31, 0, -1)), "first": bytes(31)}
-    once_each = {f"only_{operation}": bytes([operation] * 3) for operation in range(27)}
+    once_each = {f"only_{operation}": bytes([operation] * 3) for operation in range(28)}
     write(folder, "SessionRequests", session_streams())
     write(folder, "FrameAssembly", frame_scripts())
     write(folder, "ReplayFile", log_files())
