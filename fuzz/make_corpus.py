@@ -238,8 +238,8 @@ DICTIONARIES = {
                      "#"],
     "SceneFile": """[Scene] [Footswitch] [Tool\\x20A] rate seed loop noise slots period presses name secondName owner
         id groupId type plugs startCalibrationPoint averaging markers normals imaginaries angleLimit minMarkers max3D
-        maxRMS occlusions plugged movesIn motion point still orbit pivot path position rotation axis radius tilt waypoints
-        all = , # ; 1e308 -1 nan inf 0x1 9223372036854775807""".split(),
+        maxRMS occlusions plugged movesIn motion point still orbit pivot path position rotation axis radius tilt
+        waypoints all = , # ; 1e308 -1 nan inf 0x1 9223372036854775807""".split(),
 }
 
 
