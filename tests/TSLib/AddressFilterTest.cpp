@@ -84,11 +84,22 @@ TEST(AddressFilter, AllowsWhatAnyOfItsNetworksAllows)
 TEST(AddressFilter, RefusesTextsThatAreNoNetworkAndStaysAsItWas)
 {
     AddressFilter filter;
-    for (const char* text :
-         {"", "localhost", "1.2.3", "1.2.3.", "1.2.3.4.5", "1.2.3.256", "1.2.3.1000", "1.2.3.-4", "1.2.3.4/",
-          "1.2.3.4/33", "1.2.3.4/-1", "1.2.3.4/024", "1.2.3.4/8 ", " 1.2.3.4", "1..3.4", "1.2.3.4/2x", "::1", "/8"})
+    for (const char* text : {"",           "localhost", "1.2.3",      "1.2.3.",          "1.2.3.4.5",  "1.2.3.256",
+                             "1.2.3.1000", "1.2.3.-4",  "1.2.3.4/",   "1.2.3.4/33",      "1.2.3.4/-1", "1.2.3.4/024",
+                             "1.2.3.4/8 ", " 1.2.3.4",  "1..3.4",     "1.2.3.4/2x",      "::1",        "/8",
+                             "010.2.3.4",  "1.2.3.00",  "1.2.3.4/08", "1.2.3.4,5.6.7.8", "0x1.2.3.4",  "+1.2.3.4"})
         EXPECT_FALSE(filter.add(text)) << text;
     EXPECT_TRUE(filter.allows("1.2.3.4")) << "there is still no network";
+}
+
+TEST(AddressFilter, TakesNoNumberWithALeadingZeroWhichOthersReadAsOctal)
+{
+    AddressFilter filter;
+    EXPECT_FALSE(filter.add("192.168.010.1"));
+    EXPECT_FALSE(filter.add("010.0.0.0/8"));
+    EXPECT_FALSE(filter.add("10.0.0.0/08"));
+    EXPECT_TRUE(filter.add("10.0.0.0/8"));
+    EXPECT_FALSE(filter.allows("010.0.0.1"));
 }
 
 TEST(AddressFilter, KeepsWhatIsNoAddressOutOnceThereIsANetwork)

@@ -374,6 +374,34 @@ TEST(ToolServer, SendsClientsAwayWhoseAddressIsNotAllowed)
     EXPECT_EQ(log.count("toolserver", "A client from 127.0.0.1 is not allowed and was sent away.\n"), 1);
 }
 
+TEST(ToolServer, LogsOncePerAddressAndMinuteThatItSendsClientsAway)
+{
+    const LogCapture log;
+    ServerSetup setup;
+    setup.configure = [](ToolServer& server)
+    {
+        AddressFilter filter;
+        filter.add("127.0.0.1");
+        server.setAllowedClients(filter);
+        server.setMaximumClients(1);
+    };
+    ServerInThread server(setup);
+    for (int i = 0; i < 5; ++i)
+        for (const char* address : {"127.0.0.2", "127.0.0.3"})
+            EXPECT_TRUE(PlainSocket::connectedFrom(address, server.port()).seesPeerClose());
+    ProtocolClient only(server.port(), Order::HOST);
+    for (int i = 0; i < 5; ++i)
+        EXPECT_TRUE(ProtocolClient(server.port()).seesServerClose());
+
+    EXPECT_EQ(log.count("toolserver", "A client from 127.0.0.2 is not allowed and was sent away.\n"), 1);
+    EXPECT_EQ(log.count("toolserver", "A client from 127.0.0.3 is not allowed and was sent away.\n"), 1);
+    EXPECT_EQ(log.count("toolserver", "A client from 127.0.0.1 was sent away: there are 1 clients already.\n"), 1);
+    const auto entries = log.entries();
+    EXPECT_EQ(std::count_if(entries.begin(), entries.end(),
+                            [](const Entry& one) { return one.message.find("sent away") != std::string::npos; }),
+              3);
+}
+
 TEST(ToolServer, AdmitsClientsWhoseAddressIsAllowed)
 {
     ServerSetup setup;

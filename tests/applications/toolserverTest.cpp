@@ -146,9 +146,15 @@ TEST(toolserver, RefusesWrongUsageWithOneLineAndStatus2)
                                           {"--allow", "10.0.0.0/33"},
                                           {"--allow", "10.0.0.0/8", "--allow", "everyone"},
                                           {"--allow", ""},
+                                          {"--allow", "10.0.0.0/8,192.168.7.0/24"},
+                                          {"--allow", "10.0.0.010"},
+                                          {"--allow", "::1"},
+                                          {"--allow"},
                                           {"--max-clients", "0"},
                                           {"--max-clients", "-3"},
                                           {"--max-clients", "many"},
+                                          {"--max-clients", ""},
+                                          {"--max-clients", "1000001"},
                                           {"--module", ""},
                                           {"--module-dir", ""},
                                           {"--log", ""},
@@ -321,6 +327,44 @@ TEST(toolserver, LetsClientsInOnlyFromTheNetworksThatAreAllowed)
     TestServer open({"--allow", "10.0.0.0/8", "--allow", "127.0.0.0/8"});
     EXPECT_TRUE(ProtocolClient(open.port(), Order::HOST).isServed());
     EXPECT_EQ(open.stop(), 0);
+}
+
+TEST(toolserver, TellsTheAddressesThatAreAllowedFromOthersOfTheSameMachine)
+{
+    TestServer server({"--allow", "127.0.0.2", "--allow", "127.0.8.0/29"});
+    for (const char* address : {"127.0.0.1", "127.0.0.3", "127.0.7.255", "127.0.8.8"})
+        EXPECT_TRUE(PlainSocket::connectedFrom(address, server.port()).seesPeerClose()) << address;
+    for (const char* address : {"127.0.0.2", "127.0.8.0", "127.0.8.7"})
+    {
+        PlainSocket client = PlainSocket::connectedFrom(address, server.port());
+        client.send(framed(packet(EXIT)));
+        EXPECT_EQ(client.receive(6), framed(acknowledgement())) << address;
+    }
+    EXPECT_EQ(server.stop(), 0);
+}
+
+TEST(toolserver, LogsOncePerAddressAndMinuteThatItSendsClientsAway)
+{
+    TestServer server({"--allow", "10.0.0.0/8"});
+    for (int i = 0; i < 20; ++i)
+        EXPECT_TRUE(PlainSocket::connectedFrom("127.0.0.2", server.port()).seesPeerClose());
+    EXPECT_TRUE(isSentAway(server.port()));
+    EXPECT_EQ(server.stop(), 0);
+    std::vector<std::string> refusals = linesOf(server.process.standardError());
+    refusals.erase(std::remove_if(refusals.begin(), refusals.end(),
+                                  [](const std::string& line) { return line.find("sent away") == std::string::npos; }),
+                   refusals.end());
+    EXPECT_THAT(refusals,
+                testing::ElementsAre(testing::HasSubstr("A client from 127.0.0.2 is not allowed and was sent away."),
+                                     testing::HasSubstr("A client from 127.0.0.1 is not allowed and was sent away.")));
+}
+
+TEST(toolserver, ListensOnlyOnTheAddressThatItIsTold)
+{
+    ServerProcess server(joined(testCamera(), {"--bind", "127.0.0.5", "--port", "0"}));
+    EXPECT_EQ(server.listeningLine().rfind("listening on 127.0.0.5:", 0), 0u);
+    EXPECT_FALSE(PlainSocket().tryConnect(server.port())) << "nobody listens on 127.0.0.1";
+    EXPECT_EQ(server.stop(), 0);
 }
 
 TEST(toolserver, ServesNoMoreClientsThanItIsTold)

@@ -64,6 +64,16 @@ public:
         EXPECT_TRUE(socket.tryConnect(port)) << "nobody listens on port " << port;
         return socket;
     }
+    /// The same from another address of this machine's own, such as 127.0.0.2.
+    static PlainSocket connectedFrom(const char* address, int port)
+    {
+        PlainSocket socket = ofKind(SOCK_STREAM);
+        sockaddr_in own = loopback(0);
+        EXPECT_EQ(::inet_pton(AF_INET, address, &own.sin_addr), 1);
+        EXPECT_EQ(::bind(socket.m_Handle, reinterpret_cast<const sockaddr*>(&own), sizeof own), 0) << address;
+        EXPECT_TRUE(socket.connectHandle(port)) << "nobody listens on port " << port;
+        return socket;
+    }
     /// A datagram socket on a port of the system's choice.
     static PlainSocket dataGram()
     {
@@ -121,8 +131,7 @@ public:
     bool tryConnect(int port)
     {
         *this = ofKind(SOCK_STREAM);
-        const sockaddr_in peer = loopback(port);
-        return ::connect(m_Handle, reinterpret_cast<const sockaddr*>(&peer), sizeof peer) == 0;
+        return connectHandle(port);
     }
 
     /// The next connection of a listening socket.
@@ -308,6 +317,12 @@ private:
         address.sin_port = htons(static_cast<std::uint16_t>(port));
         address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
         return address;
+    }
+
+    bool connectHandle(int port)
+    {
+        const sockaddr_in peer = loopback(port);
+        return ::connect(m_Handle, reinterpret_cast<const sockaddr*>(&peer), sizeof peer) == 0;
     }
 
     void bindToLoopback()

@@ -5,7 +5,8 @@
 namespace
 {
 
-/// Reads a number of one to `digits` decimal digits, at most `limit`; false when there is none at `position`.
+/// Reads a number of one to `digits` decimal digits, at most `limit`; false when there is none at `position`. A leading
+/// zero is refused: some programs take what follows it for octal, and would name another network than we let in.
 bool readNumber(const std::string& text, std::size_t& position, unsigned digits, std::uint32_t limit,
                 std::uint32_t& number)
 {
@@ -13,7 +14,8 @@ bool readNumber(const std::string& text, std::size_t& position, unsigned digits,
     number = 0;
     while (position < text.size() && position - start < digits && text[position] >= '0' && text[position] <= '9')
         number = number * 10 + static_cast<std::uint32_t>(text[position++] - '0');
-    return position > start && number <= limit;
+    const bool hasLeadingZero = position > start + 1 && text[start] == '0';
+    return position > start && !hasLeadingZero && number <= limit;
 }
 
 bool readAddress(const std::string& text, std::size_t& position, std::uint32_t& address)

@@ -12,7 +12,7 @@ class TBR_NAVIGATION_EXPORT AddressFilter
 {
 public:
     /// Adds a network in CIDR form ("192.168.7.0/24") or a single address. Returns false, and adds nothing, when the
-    /// text is anything else.
+    /// text is anything else, numbers with leading zeros included.
     bool add(const std::string& network);
 
     /// Whether an address of four decimal numbers with dots may come in. Anything else may not, once there is a

@@ -346,28 +346,25 @@ AcceptedClient ToolServer::waitForClient()
     return client;
 }
 
-bool ToolServer::mayComeIn(const AcceptedClient& client) const
+bool ToolServer::mayComeIn(const AcceptedClient& client)
 {
     if (!m_AllowedClients.allows(client.address))
-    {
-        TBR_LOG("toolserver") << "A client from " << client.address << " is not allowed and was sent away."
-                              << std::endl;
-        return false;
-    }
+        return refuse(client, "toolserver", "is not allowed and was sent away.");
     const std::size_t count = m_Sessions.size() + m_EndingSessions.size();
     if (m_MaximumClients > 0 && count >= static_cast<std::size_t>(m_MaximumClients))
-    {
-        TBR_LOG("toolserver") << "A client from " << client.address << " was sent away: there are " << count
-                              << " clients already." << std::endl;
-        return false;
-    }
+        return refuse(client, "toolserver", "was sent away: there are " + std::to_string(count) + " clients already.");
     if (!canOpenDescriptors(DESCRIPTORS_NEEDED))
-    {
-        TBR_LOG("ERROR") << "A client from " << client.address
-                         << " was sent away: this process may not open more descriptors." << std::endl;
-        return false;
-    }
+        return refuse(client, "ERROR", "was sent away: this process may not open more descriptors.");
     return true;
+}
+
+/// Logs why a client is sent away, unless its address has had a line just before; returns false.
+bool ToolServer::refuse(const AcceptedClient& client, const char* category, const std::string& reason)
+{
+    const auto line = m_Refusals.lineFor(client.address, reason, RefusalLog::Clock::now());
+    if (line)
+        TBR_LOG(category) << *line << std::endl;
+    return false;
 }
 
 void ToolServer::startSession(const AcceptedClient& client)

@@ -4,6 +4,7 @@
 #include <TSClientInterface/CaServerStreamSocket.h>
 #include <TSLib/AddressFilter.h>
 #include <TSLib/ClientQueue.h>
+#include <TSLib/RefusalLog.h>
 
 #include <tbrCore/DLLFactory.h>
 
@@ -44,7 +45,7 @@ public:
 
     /// Before run(): the port to listen on (0 lets the system choose), the one address to listen on (default: all), the
     /// networks that clients may come from (default: all), the most clients at a time (default 0: no limit). A client
-    /// that may not come in sees its connection closed.
+    /// that may not come in sees its connection closed; the log tells of it once for each address and minute.
     void setPort(int port);
     void setBindAddress(const std::string& address);
     void setAllowedClients(const AddressFilter& filter);
@@ -90,7 +91,8 @@ private:
     bool sendOneAway();
     AcceptedClient waitForClient();
     void wakeAccept();
-    bool mayComeIn(const AcceptedClient& client) const;
+    bool mayComeIn(const AcceptedClient& client);
+    bool refuse(const AcceptedClient& client, const char* category, const std::string& reason);
     void startSession(const AcceptedClient& client);
     void deleteEndedSessions();
     void endSession(const ClientSocketInterface* session);
@@ -117,4 +119,5 @@ private:
     std::string m_BindAddress;
     AddressFilter m_AllowedClients;
     int m_MaximumClients;
+    RefusalLog m_Refusals;
 };
