@@ -1,7 +1,8 @@
 # Installs what a build needs on Debian 12. Sourced by ./run and ./check; does nothing when all is there.
 # shellcheck shell=bash
 
-TBR_PACKAGES=(g++ cmake ninja-build ccache qtbase5-dev libeigen3-dev libspdlog-dev libgtest-dev libgmock-dev python3)
+TBR_PACKAGES=(g++ cmake ninja-build ccache qtbase5-dev libeigen3-dev libspdlog-dev libgtest-dev libgmock-dev python3
+    systemd stunnel4 python3-seccomp) # for the tests of the service and of the tunnel
 # For the fuzz targets besides: clang, and the run time of its fuzzer and sanitizers.
 TBR_FUZZ_PACKAGES=(clang libclang-rt-dev)
 

@@ -12,9 +12,10 @@ public:
     /// Options for a server of this test alone.
     static std::vector<std::string> loopback() { return {"--port", "0", "--bind", "127.0.0.1"}; }
 
+    /// `program` is one that becomes the toolserver, if it is not the toolserver itself.
     explicit ServerProcess(const std::vector<std::string>& arguments, const Environment& environment = {},
-                           QProcess* reader = nullptr)
-        : ProgramProcess(TBR_TOOLSERVER, arguments, environment, reader)
+                           QProcess* reader = nullptr, const std::string& program = TBR_TOOLSERVER)
+        : ProgramProcess(program, arguments, environment, reader)
     {
     }
 
