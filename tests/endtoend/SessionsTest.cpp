@@ -209,12 +209,12 @@ TEST_F(ToolserverSessions, EndAfterTheCameraHasLetGoOfAKilledClientsRequest)
 TEST_F(ToolserverSessions, NeverSeeAPoseHalfWritten)
 {
     ProtocolClient client(port(), Order::HOST);
+    const auto askTranslation = [&client] { return client.ask(packet(POSE, "Drill")).substr(72, 12); };
     control().begin("sweep Drill 200000");
+    EXPECT_TRUE(eventually([&] { return askTranslation() != received(Order::HOST, {1, 2, 3}); })) << "it never begins";
     for (int i = 0; i < 1000; ++i)
     {
-        const std::string translation = client.ask(packet(POSE, "Drill")).substr(72, 12);
-        if (i == 0 && translation == received(Order::HOST, {1, 2, 3}))
-            continue; // the sweep has not begun
+        const std::string translation = askTranslation();
         EXPECT_EQ(translation.substr(0, 4), translation.substr(4, 4));
         EXPECT_EQ(translation.substr(0, 4), translation.substr(8, 4));
     }
