@@ -376,15 +376,15 @@ int receiveAvailable(int descriptor, void* buffer, int size)
     return connection && connection->isConnected && size >= 0 ? takeBytes(*connection, buffer, size) : -1;
 }
 
-/// Nobody waits here for longer than there is something, so there is no need of it.
-bool setReceiveLimit(int, std::chrono::milliseconds)
+bool setReceiveLimit(int descriptor, std::chrono::milliseconds)
 {
-    return false;
+    return isOpen(descriptor);
 }
 
+/// Its limit passes at once, as that of every wait.
 int receiveWithinLimit(int descriptor, void* buffer, int size)
 {
-    return receiveBytes(descriptor, buffer, size);
+    return waitReadable(descriptor, std::chrono::microseconds(0)) > 0 ? receiveBytes(descriptor, buffer, size) : -1;
 }
 
 /// No target uses datagrams.
