@@ -1,5 +1,6 @@
 // How much of a client's time the client itself takes: updates of a tool list (client-interface module, tool list and
-// tools) in turn with the bare exchange of the same packets, both with the same server, in one run.
+// tools) in turn with the bare exchange of the same packets, both with the same server, in one run; and what signals to
+// many slots add.
 
 #include "LoadClient.h"
 #include "ProcessMeasure.h"
@@ -24,6 +25,7 @@ namespace
 {
 
 constexpr int NUMBER_OF_TOOLS = 16;
+constexpr int NUMBER_OF_SLOTS = 100;
 
 struct Run
 {
@@ -58,6 +60,15 @@ public:
             throw std::runtime_error(CaToolServer::getMessage(status));
     }
 
+    /// Lets many slots follow the first tool, as long as the returned object lives.
+    std::unique_ptr<QObject> follow(int numberOfSlots, long& moves) const
+    {
+        auto follower = std::make_unique<QObject>();
+        for (int i = 0; i < numberOfSlots; ++i)
+            QObject::connect(m_List->getTool(0), &CaTool::TransformationUpdatedSIG, follower.get(), [&] { ++moves; });
+        return follower;
+    }
+
 private:
     std::unique_ptr<CaToolList> m_List;
 };
@@ -75,6 +86,32 @@ double rateOf(double seconds, Action action)
     return count / elapsed();
 }
 
+/// What one slot more costs an update, from rates that were measured in turn.
+double nanosecondsPerSlot(const std::vector<double>& updates, const std::vector<double>& followedUpdates)
+{
+    std::vector<double> costs;
+    for (std::size_t i = 0; i < updates.size(); ++i)
+        costs.push_back(1e9 * (1 / followedUpdates[i] - 1 / updates[i]) / NUMBER_OF_SLOTS);
+    return statistics::summarize(costs).median;
+}
+
+/// How often a second the list can be updated while many slots follow its first tool.
+double rateOfFollowed(double seconds, Client& client)
+{
+    long moves = 0;
+    long updates = 0;
+    const auto follower = client.follow(NUMBER_OF_SLOTS, moves);
+    const double rate = rateOf(seconds,
+                               [&]
+                               {
+                                   client.update();
+                                   ++updates;
+                               });
+    if (moves != updates * NUMBER_OF_SLOTS)
+        throw std::runtime_error("a slot was not told of every update");
+    return rate;
+}
+
 void measure(const Run& run, const QString& toolserver, const QString& moduleDirectory)
 {
     const auto processor = processMeasure::pinToOneProcessor();
@@ -86,23 +123,30 @@ void measure(const Run& run, const QString& toolserver, const QString& moduleDir
     const Exchange exchange = Exchange::allPoses(NUMBER_OF_TOOLS);
 
     std::vector<double> updates;
+    std::vector<double> followedUpdates;
     std::vector<double> exchanges;
     for (int pair = 0; pair <= run.pairs; ++pair)
     {
+        const double followedRate = rateOfFollowed(run.seconds, client);
         const double updateRate = rateOf(run.seconds, [&] { client.update(); });
         const double exchangeRate = rateOf(run.seconds, [&] { bare.perform(exchange); });
         if (pair == 0) // warms up
             continue;
         updates.push_back(updateRate);
+        followedUpdates.push_back(followedRate);
         exchanges.push_back(exchangeRate);
     }
     const statistics::Summary ratio = statistics::summarize(statistics::ratios(updates, exchanges));
     std::printf("%d tools, %s, build: " TBR_BUILD_KIND "\n", NUMBER_OF_TOOLS,
                 processor ? "all on one processor" : "not pinned");
     std::printf("updateAllTransforms through module and list  %8.0f 1/s\n", statistics::summarize(updates).median);
+    std::printf("the same with %d slots at one of the tools  %8.0f 1/s\n", NUMBER_OF_SLOTS,
+                statistics::summarize(followedUpdates).median);
     std::printf("bare exchange of the same packets            %8.0f 1/s\n", statistics::summarize(exchanges).median);
     std::printf("ratio                                        %8.3f (%.3f to %.3f)\n", ratio.median, ratio.lowest,
                 ratio.highest);
+    std::printf("one signal to one of many slots              %8.1f ns\n",
+                nanosecondsPerSlot(updates, followedUpdates));
 }
 
 } // namespace
