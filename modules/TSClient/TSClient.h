@@ -13,9 +13,10 @@
 ///
 /// unconnected --connect()--> connected --disconnect(), loss, a packet that does not belong there--> unconnected
 ///
-/// An operation waits for its answer at most for the time-out (1000 ms unless set; 0 only looks). A time-out leaves the
-/// connection usable: an answer that comes too late is dropped, and no request is sent before it has come. After a loss
-/// every operation returns NO_CONNECTION until connect() is called again.
+/// An operation waits for its answer at most for the time-out (1000 ms unless set; 0 only looks), however slowly bytes
+/// come; docs/client.md has a table of those that take several. A time-out leaves the connection usable: an answer that
+/// comes too late is dropped, and no request is sent before it has come. After a loss every operation returns
+/// NO_CONNECTION until connect() is called again.
 ///
 /// A pose or an imaginary point that is not a finite number is no measurement: its tool is not in view. A description
 /// with such a point, or with a count that no record can hold, is unreadable.
