@@ -20,6 +20,12 @@ void ToolMutex::giveTurn()
     m_TurnCame.notify_all();
 }
 
+/// Only one that has had an Owner comes here.
+void ToolMutex::end()
+{
+    delete this;
+}
+
 /// Waits as one more user, so that the others give their turns.
 void ToolMutex::waitUntilUnused()
 {

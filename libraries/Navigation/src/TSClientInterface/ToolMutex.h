@@ -61,7 +61,7 @@ public:
         if (!m_State.compare_exchange_strong(alone, 0, std::memory_order_release, std::memory_order_relaxed))
             giveTurn();
         if (isAbandoned)
-            delete this;
+            end();
     }
 
     /// Returns when the calling thread is the only user left, or nobody is. No other thread may begin to use it.
@@ -90,6 +90,7 @@ private:
 
     void takeTurn();
     void giveTurn();
+    void end();
 
     std::atomic<int> m_State{0};           // the number of users times USER, and TAKEN
     std::atomic<std::thread::id> m_Holder; // none while it is free
