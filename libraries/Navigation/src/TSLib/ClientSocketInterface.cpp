@@ -1,5 +1,7 @@
 #include <TSLib/ClientSocketInterface.h>
 
+#include <TSLib/QueueEventDispatcher.h>
+
 #include <tbrBase/WatchdogException.h>
 #include <tbrCore/Log.h>
 
@@ -103,6 +105,7 @@ ClientSocketInterface::ClientSocketInterface(int socket, Toollist* toollist)
     enableByteSwapping(false);
     enableReadAhead();
     m_AllowedNearestTypes[0] = 1;
+    m_Thread->setEventDispatcher(new QueueEventDispatcher); // the thread owns it
     moveToThread(m_Thread);
     std::promise<void> started;
     const auto startNotice = connect(
