@@ -93,6 +93,14 @@ function(tbr_test name)
   endif()
 endfunction()
 
+# tbr_strict_races(ClassName): the thread sanitizer reports races on threads of Qt, too, which tests/tsan.supp leaves out.
+# For tests in which nothing but pthread_create(), std::mutex and atomics orders what threads share.
+function(tbr_strict_races name)
+  get_test_property(${name} ENVIRONMENT environment)
+  string(REPLACE "/tsan.supp" "/tsan-churn.supp" environment "${environment}")
+  set_tests_properties(${name} PROPERTIES ENVIRONMENT "${environment}")
+endfunction()
+
 # tbr_long_variant(ClassName EFFORT n): the tests of tbr_test(ClassName) once more among the LONG ones, with n times as
 # many rounds (support/Effort.h).
 function(tbr_long_variant name)

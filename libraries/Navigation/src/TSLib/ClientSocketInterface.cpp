@@ -136,6 +136,7 @@ ClientSocketInterface::~ClientSocketInterface()
                          << " waits for the camera module to return before it can end." << std::endl;
         m_Thread->wait();
     }
+    static_cast<void>(m_HasTerminated.load()); // the order that wait() made, once more where a sanitizer can see it
     delete m_Thread;
 }
 
@@ -169,8 +170,9 @@ bool ClientSocketInterface::waitForEnd(std::chrono::milliseconds limit)
 
 void ClientSocketInterface::terminate()
 {
-    m_HasTerminated = true;
-    if (!m_StopRequested)
+    const bool isAwaited = !m_StopRequested;
+    m_HasTerminated = true; // the last access: the destructor goes by it
+    if (isAwaited)
         emit connectionTerminated();
 }
 
