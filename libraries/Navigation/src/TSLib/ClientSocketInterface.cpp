@@ -12,7 +12,6 @@
 #include <chrono>
 #include <cstring>
 #include <exception>
-#include <future>
 #include <iostream>
 #include <sstream>
 #include <thread>
@@ -107,9 +106,6 @@ ClientSocketInterface::ClientSocketInterface(int socket, Toollist* toollist)
     m_AllowedNearestTypes[0] = 1;
     m_Thread->setEventDispatcher(new QueueEventDispatcher); // the thread owns it
     moveToThread(m_Thread);
-    std::promise<void> started;
-    const auto startNotice = connect(
-        m_Thread, &QThread::started, m_Thread, [&started] { started.set_value(); }, Qt::DirectConnection);
     tbr::assertHolds(connect(m_Thread, SIGNAL(started()), this, SLOT(evaluateClientMessage())),
                      "connect(m_thread, SIGNAL(started()), this, SLOT(evaluateClientMessage()))",
                      "TSLib/ClientSocketInterface.cpp", 107);
@@ -118,11 +114,7 @@ ClientSocketInterface::ClientSocketInterface(int socket, Toollist* toollist)
     {
         TBR_LOG("ERROR") << "There is no thread for the client at socket " << m_SocketNumber << "." << std::endl;
         m_HasTerminated = true;
-        return;
     }
-    // Not before it runs has the thread all that it takes from the system: its owner can tell what is left then.
-    started.get_future().wait();
-    disconnect(startNotice);
 }
 
 ClientSocketInterface::~ClientSocketInterface()

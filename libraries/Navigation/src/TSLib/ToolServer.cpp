@@ -33,8 +33,8 @@ constexpr std::chrono::milliseconds POLL_PERIOD(50);
 constexpr int WAITING_CLIENTS = 1024; // whom the system has no room for tries again after a whole second
 constexpr long ACCEPT_LOOK_MS = 250;  // a wait for clients notices the end after this time even if it cannot be woken
 
-/// A session's thread takes one descriptor, without which the process could not go on. The thread that accepts clients
-/// takes some at the same time; the rest is for the camera module.
+/// A client is sent away while there are fewer: some are taken meanwhile by the thread that accepts clients, the rest
+/// is for the camera module and the recording.
 constexpr int DESCRIPTORS_NEEDED = static_cast<int>(ClientQueue::CAPACITY) + 12;
 
 /// A silent client is asked for a sign of life after 20 s, every 10 s; without any for 50 s it counts as gone.
