@@ -1,16 +1,21 @@
 # Installs what a build needs on Debian 12. Sourced by ./run and ./check; does nothing when all is there.
 # shellcheck shell=bash
 
-TBR_PACKAGES=(g++ cmake ninja-build ccache qtbase5-dev libeigen3-dev libspdlog-dev libgtest-dev libgmock-dev python3
-    systemd stunnel4 python3-seccomp) # for the tests of the service and of the tunnel
+TBR_PACKAGES=(g++ cmake ninja-build ccache qtbase5-dev libeigen3-dev libspdlog-dev libgtest-dev libgmock-dev python3)
+# For the tests of the service and of the tunnel besides.
+TBR_TEST_PACKAGES=(systemd openssl stunnel4 python3-seccomp)
 # For the fuzz targets besides: clang, and the run time of its fuzzer and sanitizers.
 TBR_FUZZ_PACKAGES=(clang libclang-rt-dev)
+
+is_installed() {
+    dpkg-query -W -f='${Status}' "$1" 2>/dev/null | grep -q 'ok installed'
+}
 
 # install_prerequisites [PACKAGE...]: the packages of every build, and these.
 install_prerequisites() {
     local missing=() package
     for package in "${TBR_PACKAGES[@]}" "$@"; do
-        dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q 'ok installed' || missing+=("$package")
+        is_installed "$package" || missing+=("$package")
     done
     [ ${#missing[@]} -eq 0 ] && return 0
 

@@ -33,8 +33,10 @@ protected:
 
     void SetUp() override
     {
-        ASSERT_TRUE(isThere("systemd-analyze --version", "systemd"));
-        ASSERT_TRUE(isThere("/usr/bin/python3 -c 'import seccomp'", "python3-seccomp"));
+        if (!isThere("systemd-analyze --version"))
+            GTEST_SKIP() << "the package systemd is not installed";
+        if (!isThere("/usr/bin/python3 -c 'import seccomp'"))
+            GTEST_SKIP() << "the package python3-seccomp is not installed";
         ASSERT_EQ(runInShell("mkdir -p " + state() + "; chmod 777 " + state()).status, 0);
     }
 
