@@ -30,6 +30,9 @@ function(tbr_library target)
   target_compile_definitions(${target} PRIVATE TBR_BUILDING_${upper})
   set_target_properties(${target} PROPERTIES EXPORT_NAME ${ARG_ALIAS} VERSION ${PROJECT_VERSION}
                         SOVERSION ${PROJECT_VERSION_MAJOR} INSTALL_RPATH "$ORIGIN")
+  if(WIN32) # the same name whichever compiler builds it
+    set_target_properties(${target} PROPERTIES PREFIX "")
+  endif()
   install(TARGETS ${target} EXPORT tbrNavigationTargets
           LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
           ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})

@@ -743,12 +743,12 @@ TEST_F(ToolWithTwoMarkers, AppendsTheSameRecordsToABlockInMemory)
 
 TEST_F(ToolWithTwoMarkers, ReportsARecordThatCannotBeWritten)
 {
-    const Stream full(std::fopen("/dev/full", "w"), &std::fclose);
-    ASSERT_TRUE(full);
-    std::setvbuf(full.get(), nullptr, _IONBF, 0);
+    const TestFolder folder;
+    const Stream unwritable(std::fopen(folder.write("record", "").c_str(), "r"), &std::fclose);
+    ASSERT_TRUE(unwritable);
     const LogCapture log;
-    m_Tool.logToolContent(full.get());
-    m_Tool.logToolRTData(full.get());
+    m_Tool.logToolContent(unwritable.get());
+    m_Tool.logToolRTData(unwritable.get());
     EXPECT_EQ(2, log.count("ERROR", "A record could not be written to the tracking log.\n"));
 }
 

@@ -1,19 +1,16 @@
 #pragma once
 
+#include <support/ProcessControl.h>
 #include <support/TestFolder.h>
 
 #include <gtest/gtest.h>
 
 #include <QProcess>
 
+#include <csignal>
 #include <string>
 #include <utility>
 #include <vector>
-
-#ifndef _WIN32
-#include <csignal>
-#include <sys/wait.h>
-#endif
 
 /// A program in a process of its own.
 ///
@@ -43,6 +40,7 @@ public:
         QStringList list;
         for (const std::string& argument : arguments)
             list << QString::fromStdString(argument);
+        processcontrol::separate(m_Process);
         m_Process.start(QString::fromStdString(program), list);
         EXPECT_TRUE(m_Process.waitForStarted(PATIENCE_MS));
     }
@@ -64,29 +62,15 @@ public:
     std::string standardOutput() const { return m_Folder.read("stdout"); }
     std::string standardError() const { return m_Folder.read("stderr"); }
 
-#ifndef _WIN32
     /// By which the system knows it while it runs.
-    pid_t id() const
-    {
-        return static_cast<pid_t>(m_Process.processId());
-    }
-#endif
+    qint64 id() const { return m_Process.processId(); }
 
-    /// Asks the program to end (SIGTERM) and returns its exit status.
-    int stop()
+    /// Asks the program to end, as the system (SIGTERM) or the user (SIGINT) does, and returns its exit status.
+    int stop(int signal = SIGTERM)
     {
-        m_Process.terminate();
+        EXPECT_TRUE(processcontrol::askToEnd(m_Process, signal));
         return exitStatus();
     }
-
-#ifndef _WIN32
-    /// The same with any signal.
-    int stop(int signal)
-    {
-        EXPECT_EQ(::kill(id(), signal), 0);
-        return exitStatus();
-    }
-#endif
 
     /// Ends the program as a power cut does.
     void crash()
@@ -95,19 +79,9 @@ public:
         EXPECT_TRUE(m_Process.waitForFinished(PATIENCE_MS));
     }
 
-#ifndef _WIN32
     /// Lets the program stand still, and go on.
-    void pause()
-    {
-        EXPECT_EQ(::kill(id(), SIGSTOP), 0);
-        siginfo_t state;
-        EXPECT_EQ(::waitid(P_PID, static_cast<id_t>(id()), &state, WSTOPPED), 0);
-    }
-    void resume()
-    {
-        EXPECT_EQ(::kill(id(), SIGCONT), 0);
-    }
-#endif
+    void pause() { EXPECT_TRUE(processcontrol::pause(m_Process)); }
+    void resume() { EXPECT_TRUE(processcontrol::resume(m_Process)); }
 
     /// Waits for its end. -1 when it crashed or does not end.
     int exitStatus()

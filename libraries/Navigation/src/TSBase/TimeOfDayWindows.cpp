@@ -2,9 +2,30 @@
 
 #include <cstdint>
 #include <ctime>
+
 #include <windows.h>
 
-int gettimeofday(timeval* time, timezone* zone)
+namespace
+{
+
+void readTimeZone(struct timezone& zone)
+{
+#if defined(_MSC_VER) || defined(_UCRT)
+    long offsetSeconds = 0;
+    int daylight = 0;
+    _get_timezone(&offsetSeconds);
+    _get_daylight(&daylight);
+#else // an older runtime, which has these values as variables alone
+    const long offsetSeconds = _timezone;
+    const int daylight = _daylight;
+#endif
+    zone.tz_minuteswest = static_cast<int>(offsetSeconds / 60);
+    zone.tz_dsttime = daylight;
+}
+
+} // namespace
+
+int gettimeofday(struct timeval* time, struct timezone* zone)
 {
     if (time)
     {
@@ -20,12 +41,7 @@ int gettimeofday(timeval* time, timezone* zone)
     {
         static const bool isZoneKnown = (_tzset(), true); // once, whichever thread comes first
         (void)isZoneKnown;
-        long offsetSeconds = 0;
-        int daylight = 0;
-        _get_timezone(&offsetSeconds);
-        _get_daylight(&daylight);
-        zone->tz_minuteswest = static_cast<int>(offsetSeconds / 60);
-        zone->tz_dsttime = daylight;
+        readTimeZone(*zone);
     }
     return 0;
 }

@@ -1,0 +1,36 @@
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include <windows.h>
+
+namespace
+{
+
+/// This program hears the request, too.
+BOOL WINAPI goOn(DWORD)
+{
+    return TRUE;
+}
+
+int fail(const char* step)
+{
+    std::fprintf(stderr, "EndConsoleProgram: %s failed (%lu)\n", step, GetLastError());
+    return 1;
+}
+
+} // namespace
+
+/// EndConsoleProgram PROCESS ctrl-c|ctrl-break: asks all programs of a process's console to end.
+int main(int argc, char** argv)
+{
+    if (argc != 3)
+        return 2;
+    const DWORD event = std::strcmp(argv[2], "ctrl-c") == 0 ? CTRL_C_EVENT : CTRL_BREAK_EVENT;
+    FreeConsole();
+    if (!AttachConsole(std::strtoul(argv[1], nullptr, 10)))
+        return fail("AttachConsole");
+    if (!SetConsoleCtrlHandler(goOn, TRUE))
+        return fail("SetConsoleCtrlHandler");
+    return GenerateConsoleCtrlEvent(event, 0) ? 0 : fail("GenerateConsoleCtrlEvent");
+}
