@@ -20,7 +20,8 @@ set(TBR_WINDOWS_CACHE "${TBR_WINDOWS_CACHE}" CACHE PATH "Where Qt and GoogleTest
 list(APPEND CMAKE_TRY_COMPILE_PLATFORM_VARIABLES TBR_WINDOWS_CACHE)
 
 # Libraries and headers never come from the building system's own folders; programs that the build runs always do.
-set(CMAKE_FIND_ROOT_PATH "${TBR_WINDOWS_CACHE}" /usr/x86_64-w64-mingw32)
+# What CMAKE_PREFIX_PATH names counts as Windows' own.
+set(CMAKE_FIND_ROOT_PATH "${TBR_WINDOWS_CACHE}" /usr/x86_64-w64-mingw32 ${CMAKE_PREFIX_PATH})
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)

@@ -36,7 +36,7 @@ std::string withoutTimeAndLine(const QString& line)
 Lines linesOf(const QByteArray& text)
 {
     Lines lines;
-    for (const QString& line : QString::fromUtf8(text).split('\n', Qt::SkipEmptyParts))
+    for (const QString& line : QString::fromUtf8(text).split(QRegularExpression("\r?\n"), Qt::SkipEmptyParts))
         lines.push_back(withoutTimeAndLine(line));
     return lines;
 }

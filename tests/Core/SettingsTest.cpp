@@ -8,6 +8,7 @@
 #include <QDir>
 #include <QFile>
 #include <QProcess>
+#include <QSettings>
 #include <QTemporaryDir>
 
 #include <thread>
@@ -75,6 +76,41 @@ private:
     QProcessEnvironment m_Environment;
 };
 
+/// The settings file of the user whom a fresh process belongs to, while it lives.
+class UsersFile
+{
+public:
+    UsersFile(FreshProcess& process, const QByteArray& text)
+    {
+#ifdef _WIN32 // where the environment does not tell whose settings they are: this user has none of his own meanwhile
+        m_Path = QSettings(QSettings::IniFormat, QSettings::UserScope, "Tobrel", "Navigation").fileName();
+        EXPECT_FALSE(QFile::exists(m_Path)) << "would be overwritten: " << m_Path.toStdString();
+        if (QFile::exists(m_Path))
+            return;
+#else
+        m_Path = m_Folder.filePath("Tobrel/Navigation.ini");
+        process.set("XDG_CONFIG_HOME", m_Folder.path());
+#endif
+        Q_UNUSED(process)
+        QDir().mkpath(QFileInfo(m_Path).path());
+        QFile file(m_Path);
+        m_IsMine = file.open(QIODevice::WriteOnly) && file.write(text) == text.size();
+        EXPECT_TRUE(m_IsMine);
+    }
+    ~UsersFile()
+    {
+        if (m_IsMine)
+            QFile::remove(m_Path);
+    }
+    UsersFile(const UsersFile&) = delete;
+    UsersFile& operator=(const UsersFile&) = delete;
+
+private:
+    const QTemporaryDir m_Folder;
+    QString m_Path;
+    bool m_IsMine = false;
+};
+
 } // namespace
 
 TEST_F(Settings, ReadsTheFileThatTheEnvironmentNames)
@@ -90,8 +126,7 @@ TEST_F(Settings, ReadsTheFileThatTheEnvironmentNames)
 TEST_F(Settings, ReadsTheUsersFileWhenTheEnvironmentNamesNone)
 {
     FreshProcess process;
-    write("Tobrel/Navigation.ini", "[Tobrel]\nNavigation\\CaToolList\\ClientInterfaceModule=Mine\n");
-    process.set("XDG_CONFIG_HOME", path(""));
+    const UsersFile file(process, "[Tobrel]\nNavigation\\CaToolList\\ClientInterfaceModule=Mine\n");
     EXPECT_EQ("Mine", process.get(MODULE));
 
     process.set("TBR_SETTINGS", "");
@@ -119,9 +154,8 @@ TEST_F(Settings, AreEmptyWithoutAFile)
 
 TEST_F(Settings, ReportTheNamedFileThatCannotBeRead)
 {
-    write("Tobrel/Navigation.ini", "[Tobrel]\nNavigation\\CaToolList\\ClientInterfaceModule=Mine\n");
     FreshProcess process;
-    process.set("XDG_CONFIG_HOME", path(""));
+    const UsersFile file(process, "[Tobrel]\nNavigation\\CaToolList\\ClientInterfaceModule=Mine\n");
     process.set("TBR_SETTINGS", path("missing.ini"));
     EXPECT_EQ("<not set>", process.get(MODULE)); // rather than another file's values
     const std::string text =
@@ -133,8 +167,7 @@ TEST_F(Settings, ReportTheNamedFileThatCannotBeRead)
 TEST_F(Settings, ReportTheUsersFileThatIsMalformed)
 {
     FreshProcess process;
-    write("Tobrel/Navigation.ini", "a=1\n[Tobrel\n");
-    process.set("XDG_CONFIG_HOME", path(""));
+    const UsersFile file(process, "a=1\n[Tobrel\n");
     EXPECT_EQ("<not set>", process.get("a"));
     EXPECT_NE(std::string::npos,
               process.log.find("Navigation.ini\" cannot be read: line 2 is not of the form [section]"))

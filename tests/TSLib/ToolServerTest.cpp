@@ -1,6 +1,7 @@
 #include "ServerInThread.h"
 
 #include <TSLib/ClientSocketInterface.h>
+#include <tbrCore/DLLManager.h>
 
 #include <support/CameraControl.h>
 #include <support/LogCapture.h>
@@ -31,9 +32,15 @@ testing::Matcher<const Entry&> entry(const testing::Matcher<const std::string&>&
     return AllOf(Field(&Entry::category, "toolserver"), Field(&Entry::message, message));
 }
 
+/// A library's file name on this system.
+std::string named(const std::string& name)
+{
+    return name + DLLManager::GetDLLExtension();
+}
+
 std::string moduleFile(const std::string& module)
 {
-    return std::string(TBR_TEST_PLUGINS) + "/" + module + ".so";
+    return std::string(TBR_TEST_PLUGINS) + "/" + named(module);
 }
 
 bool isLogged(const LogCapture& log, const char* regularExpression)
@@ -60,17 +67,17 @@ std::string recording()
 TEST(ToolServer, SaysWhatItWillLoadFromWhere)
 {
     const TestFolder folder;
-    folder.write("B.so", "");
-    folder.write("A.so", "");
+    folder.write(named("B"), "");
+    folder.write(named("A"), "");
     folder.write("C.txt", "");
     const std::string directory = folder.path("");
     const LogCapture log;
     {
         const ToolServer server(directory, "Camera", "", false, false);
-        EXPECT_THAT(log.entries(),
-                    ElementsAre(entry("Using \"" + directory + "\" as directory for TS plugins.\n"), entry("A.so\n"),
-                                entry("B.so\n"),
-                                entry("Trying to load \"" + directory + "/Camera.so\" as camera plugin.\n")));
+        EXPECT_THAT(log.entries(), ElementsAre(entry("Using \"" + directory + "\" as directory for TS plugins.\n"),
+                                               entry(named("A") + "\n"), entry(named("B") + "\n"),
+                                               entry("Trying to load \"" + directory + "/" + named("Camera") +
+                                                     "\" as camera plugin.\n")));
     }
     EXPECT_THAT(log.entries(), testing::SizeIs(6));
     EXPECT_EQ(log.count("toolserver", "\n\nTS 3.0 - SHUTDOWN REQUESTED ...\n\n"), 1);
@@ -83,7 +90,7 @@ TEST(ToolServer, LeavesTheModuleToTheSystemsLibraryPathWithoutADirectory)
     const ToolServer server("", "Camera", "", false, false);
     EXPECT_THAT(log.entries(),
                 ElementsAre(entry("Using library path provided by the system as directory for TS plugins.\n"),
-                            entry("Trying to load \"Camera.so\" as camera plugin.\n")));
+                            entry("Trying to load \"" + named("Camera") + "\" as camera plugin.\n")));
 }
 
 TEST(ToolServer, LoadsNoModuleForAReplay)

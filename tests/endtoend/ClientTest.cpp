@@ -553,7 +553,6 @@ TEST(ClientThatLosesItsServer, EndsASequenceWithALoss)
     EXPECT_EQ(list->getTool("Drill")->updateTransform(), -1);
 }
 
-#ifndef _WIN32
 TEST(ClientOfAServerThatStandsStill, TimesOutAndGoesOnWithFreshAnswers)
 {
     TestServer server({}, {"plug 0 Drill type=12 real=0,0,0;100,0,0;0,50,0 imag=0,0,-80"});
@@ -593,7 +592,6 @@ TEST(ClientOfAServerThatStandsStill, CannotConnectUntilItGoesOn)
     EXPECT_EQ(list->connect("127.0.0.1", server.port()), 0);
     EXPECT_EQ(server.stop(), 0);
 }
-#endif
 
 // --- the simulated camera
 

@@ -25,7 +25,7 @@ constexpr long PATIENT_MS = 60000;
 constexpr long IMPATIENT_MS = 1;
 
 const std::string NOT_A_NUMBER = bytes("0000c07f");
-const std::string INFINITE = bytes("0000807f");
+const std::string INFINITE_FLOAT = bytes("0000807f");
 
 std::string number(int value)
 {
@@ -290,7 +290,7 @@ TEST_F(TSClientTest, ReadsFullToolsAndTellsUnreadableOnes)
     tools[4].numberOfImags = -2147483647 - 1;
     tools[5].numberOfReals = 2147483647;
     tools[6].reals = NOT_A_NUMBER;
-    tools[7].imags = floats({1, 2}) + INFINITE;
+    tools[7].imags = floats({1, 2}) + INFINITE_FLOAT;
     for (const Description& tool : tools)
         server.answer(tool.bytes());
     server.answer(acknowledgement());
@@ -573,7 +573,7 @@ TEST_F(TSClientTest, TakesAPoseThatIsNotFiniteForAToolOutOfView)
 {
     const std::string good = floats({0.5});
     answer({poseRecord(ALL_POSES, "A", turned().substr(4) + floats({0, 0, 0}) + NOT_A_NUMBER + good),
-            poseRecord(ALL_POSES, "B", INFINITE + turned().substr(4) + floats({0, 0, 0}) + good),
+            poseRecord(ALL_POSES, "B", INFINITE_FLOAT + turned().substr(4) + floats({0, 0, 0}) + good),
             poseRecord(ALL_POSES, "C", turned() + floats({1, 2, 3}) + NOT_A_NUMBER), acknowledgement()});
     client->startTransforms(true);
     EXPECT_EQ(client->nextTransform(name, rotation, translation), -10);
@@ -584,7 +584,7 @@ TEST_F(TSClientTest, TakesAPoseThatIsNotFiniteForAToolOutOfView)
     EXPECT_EQ(client->nextTransform(name, rotation, translation), 0);
     EXPECT_TRUE(log.contains("ERROR", "not finite for the tool \"A\""));
 
-    server.answer(poseRecord(POSE, "A", turned() + floats({1, 2}) + INFINITE + good));
+    server.answer(poseRecord(POSE, "A", turned() + floats({1, 2}) + INFINITE_FLOAT + good));
     EXPECT_EQ(client->getTransform("A", rotation, translation, &rms), -10);
 }
 

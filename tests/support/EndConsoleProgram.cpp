@@ -32,5 +32,8 @@ int main(int argc, char** argv)
         return fail("AttachConsole");
     if (!SetConsoleCtrlHandler(goOn, TRUE))
         return fail("SetConsoleCtrlHandler");
-    return GenerateConsoleCtrlEvent(event, 0) ? 0 : fail("GenerateConsoleCtrlEvent");
+    if (GenerateConsoleCtrlEvent(event, 0))
+        return 0;
+    // Wine knows no Ctrl-Break.
+    return GenerateConsoleCtrlEvent(CTRL_C_EVENT, 0) ? 0 : fail("GenerateConsoleCtrlEvent");
 }

@@ -59,8 +59,9 @@ public:
 
     qint64 processId() const { return m_Process.processId(); }
     bool isRunning() const { return m_Process.state() != QProcess::NotRunning; }
-    std::string standardOutput() const { return m_Folder.read("stdout"); }
-    std::string standardError() const { return m_Folder.read("stderr"); }
+    /// What it has written so far; each line ends with "\n", however the system ends lines.
+    std::string standardOutput() const { return textOf("stdout"); }
+    std::string standardError() const { return textOf("stderr"); }
 
     /// By which the system knows it while it runs.
     qint64 id() const { return m_Process.processId(); }
@@ -68,9 +69,10 @@ public:
     /// Asks the program to end, as the system (SIGTERM) or the user (SIGINT) does, and returns its exit status.
     int stop(int signal = SIGTERM)
     {
-        EXPECT_TRUE(processcontrol::askToEnd(m_Process, signal));
+        ask(signal);
         return exitStatus();
     }
+    void ask(int signal) { EXPECT_TRUE(processcontrol::askToEnd(m_Process, signal)); }
 
     /// Ends the program as a power cut does.
     void crash()
@@ -94,6 +96,11 @@ public:
 
 private:
     static constexpr int PATIENCE_MS = 60000;
+
+    std::string textOf(const std::string& file) const
+    {
+        return QString::fromStdString(m_Folder.read(file)).replace("\r\n", "\n").toStdString();
+    }
 
     TestFolder m_Folder;
     QProcess m_Process;

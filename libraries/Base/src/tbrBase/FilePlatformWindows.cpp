@@ -1,9 +1,12 @@
+#ifndef NOMINMAX
 #define NOMINMAX
+#endif
 #include <tbrBase/FilePlatform.h>
 
 #include <algorithm>
 #include <io.h>
 #include <share.h>
+
 #include <windows.h>
 
 namespace tbr
@@ -65,6 +68,8 @@ bool truncateFile(std::FILE* file, std::int64_t size)
 std::vector<std::string> listFiles(const std::string& directory, const std::string& extension)
 {
     std::vector<std::string> names;
+    if (directory.empty()) // what follows would be the drive's root
+        return names;
     WIN32_FIND_DATAW found;
     const HANDLE search = FindFirstFileW(wide(directory + "/*" + extension).c_str(), &found);
     if (search == INVALID_HANDLE_VALUE)

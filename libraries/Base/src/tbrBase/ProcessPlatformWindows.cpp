@@ -5,7 +5,9 @@
 
 #include <cstdio>
 #include <io.h>
+#include <mutex>
 #include <utility>
+
 #include <windows.h>
 
 namespace tbr
@@ -16,13 +18,44 @@ namespace platform
 namespace
 {
 
-std::function<void()> ourStop; // set before the handler below is installed, called on the main thread only
+std::mutex ourMutex;
+class Listener;
+Listener* ourListener = nullptr; // guarded by ourMutex; null when the application is gone
+
+/// Lives with the application, on the main thread.
+class Listener : public QObject
+{
+public:
+    Listener(QObject* parent, std::function<void()> stop) : QObject(parent), m_Stop(std::move(stop))
+    {
+        const std::lock_guard<std::mutex> lock(ourMutex);
+        ourListener = this;
+    }
+    ~Listener() override
+    {
+        const std::lock_guard<std::mutex> lock(ourMutex);
+        ourListener = nullptr;
+    }
+
+    /// From any thread, with ourMutex locked.
+    void notify()
+    {
+        QMetaObject::invokeMethod(
+            this, [this] { m_Stop(); }, Qt::QueuedConnection);
+    }
+
+private:
+    const std::function<void()> m_Stop;
+};
 
 /// Runs on a thread that the system makes for it.
 BOOL WINAPI wakeOnConsoleEvent(DWORD event)
 {
-    QMetaObject::invokeMethod(
-        QCoreApplication::instance(), [] { ourStop(); }, Qt::QueuedConnection);
+    {
+        const std::lock_guard<std::mutex> lock(ourMutex);
+        if (ourListener)
+            ourListener->notify();
+    }
     // When the console closes, the system ends the process as soon as this handler returns: leave main() the time.
     if (event != CTRL_C_EVENT && event != CTRL_BREAK_EVENT)
         Sleep(INFINITE);
@@ -43,7 +76,7 @@ void surviveFileSizeLimits()
 
 bool onTerminationRequest(std::function<void()> stop)
 {
-    ourStop = std::move(stop);
+    new Listener(QCoreApplication::instance(), std::move(stop)); // its parent owns it
     return SetConsoleCtrlHandler(wakeOnConsoleEvent, TRUE) != 0;
 }
 

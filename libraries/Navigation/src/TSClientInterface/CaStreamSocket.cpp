@@ -57,6 +57,8 @@ bool isWritableSize(int size)
 
 } // namespace
 
+constexpr int CaStreamSocket::MAX_WRITE_PACKEt_SIZE; // so that a Windows DLL has it, for callers that take its address
+
 CaStreamSocket::CaStreamSocket(int descriptor, bool blocking) : CaSocket(descriptor, blocking)
 {
     initBuffer();

@@ -46,6 +46,8 @@ CaTool::Lock::~Lock()
     m_Mutex.unlock();
 }
 
+constexpr int CaTool::NOPORT; // so that a Windows DLL has it, for callers that take its address
+
 CaTool::CaTool(CaToolServer* server, const char* name, unsigned char type, int numberOfImags, int numberOfReals)
     : CaRigidBody(name, numberOfImags, numberOfReals), m_Mutex(new _tbr::ToolMutex), m_ToolServer(server), m_Type(type),
       m_PortNumber(NOPORT), m_Imags(static_cast<std::size_t>(getNumberOfImags())),

@@ -67,6 +67,21 @@ bool setOption(int descriptor, int level, int option, const Value& value)
     return setsockopt(toHandle(descriptor), level, option, reinterpret_cast<const char*>(&value), sizeof value) == 0;
 }
 
+/// Whether another socket has the address of a stream socket that is to be bound.
+///
+/// Here a socket that reuses addresses would even be bound to the port on which another one listens, and clients would
+/// reach either of them by chance. A socket that does not reuse addresses is told the truth.
+bool isTaken(const sockaddr_in& address)
+{
+    const SOCKET probe = socket(AF_INET, SOCK_STREAM, 0);
+    if (probe == INVALID_SOCKET)
+        return false;
+    const bool isFree = bind(probe, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+    const bool isInUse = !isFree && (WSAGetLastError() == WSAEADDRINUSE || WSAGetLastError() == WSAEACCES);
+    closesocket(probe);
+    return isInUse;
+}
+
 } // namespace
 
 bool startSockets(int& error)
@@ -195,6 +210,9 @@ std::string toDotted(const SocketAddress& address)
 bool bindSocket(int descriptor, const SocketAddress& address)
 {
     const sockaddr_in local = toSystem(address);
+    bool isStream = false;
+    if (getSocketKind(descriptor, isStream) && isStream && local.sin_port != 0 && isTaken(local))
+        return false;
     return bind(toHandle(descriptor), reinterpret_cast<const sockaddr*>(&local), sizeof local) == 0;
 }
 
@@ -206,7 +224,7 @@ bool connectSocket(int descriptor, const SocketAddress& address)
 
 bool listenOn(int descriptor, int backlog)
 {
-    return listen(toHandle(descriptor), backlog) == 0;
+    return getBoundPort(descriptor) > 0 && listen(toHandle(descriptor), backlog) == 0;
 }
 
 int acceptConnection(int descriptor, SocketAddress& peer)
