@@ -40,7 +40,8 @@ endif()
 # Our own code builds without a warning; libraries of others are seen as system headers.
 function(tbr_warnings target)
   if(MSVC)
-    target_compile_options(${target} PRIVATE /W4 /permissive- /utf-8)
+    # Exported classes with members and bases of the standard library: all sides use the same runtime.
+    target_compile_options(${target} PRIVATE /W4 /permissive- /utf-8 /wd4251 /wd4275)
   else()
     target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wconversion
                                              "-ffile-prefix-map=${CMAKE_SOURCE_DIR}/=")
