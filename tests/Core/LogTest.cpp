@@ -50,7 +50,7 @@ struct Outcome
         program.start(QCoreApplication::applicationDirPath() + "/LogProbe", {way});
         program.waitForFinished(-1);
         hasEndedWell = program.exitStatus() == QProcess::NormalExit && program.exitCode() == 0;
-        output = program.readAllStandardOutput().toStdString();
+        output = program.readAllStandardOutput().replace("\r\n", "\n").toStdString();
         log = linesOf(program.readAllStandardError());
     }
 

@@ -2,6 +2,7 @@
 #include <TSClientInterface/SocketPlatform.h>
 #include <support/LogCapture.h>
 #include <support/PlainSocket.h>
+#include <support/Wine.h>
 
 #include <future>
 #include <string>
@@ -168,6 +169,8 @@ TEST(CaClientSocket, WaitsWithoutLimitUntilADatagramArrives)
 
 TEST(CaClientSocket, TakesAReceiveThatFailsForADatagramOfSizeMinus1)
 {
+    if (isWine())
+        GTEST_SKIP() << "Wine does not wake a waiting datagram socket when a machine answers that nobody is there";
     LogCapture log;
     Connection connection;
     connection.peer.close();

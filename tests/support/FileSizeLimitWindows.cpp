@@ -1,21 +1,10 @@
 #include <support/FileSizeLimit.h>
+#include <support/Wine.h>
 
 #include <QString>
 
 #include <cerrno>
 #include <cstring>
-
-#include <windows.h>
-
-namespace
-{
-
-bool isWine()
-{
-    return GetProcAddress(GetModuleHandleA("ntdll.dll"), "wine_get_version") != nullptr;
-}
-
-} // namespace
 
 struct FileSizeLimit::Former
 {

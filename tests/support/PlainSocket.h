@@ -91,7 +91,7 @@ public:
     /// A TCP option or socket option of any descriptor.
     static int optionOf(int descriptor, int level, int option)
     {
-        int value = -1;
+        int value = 0; // of which a system may fill the first byte only
         socklen_t size = sizeof value;
         EXPECT_EQ(::getsockopt(toHandle(descriptor), level, option, reinterpret_cast<char*>(&value), &size), 0);
         return value;
@@ -137,6 +137,7 @@ public:
     /// The next connection of a listening socket.
     PlainSocket accept()
     {
+        start();
         EXPECT_TRUE(waitForInput(PATIENCE)) << "nobody connects";
         return PlainSocket(::accept(m_Handle, nullptr, nullptr));
     }
@@ -276,14 +277,12 @@ private:
     static constexpr Handle NONE = INVALID_SOCKET;
     static constexpr int FLAGS = 0;
 
+    /// One start for each socket, and never an end: a CaSocket that adopts one ends Windows' sockets without having
+    /// started them, if it is the last.
     static void start()
     {
-        static const int result = []
-        {
-            WSADATA details;
-            return ::WSAStartup(MAKEWORD(2, 2), &details);
-        }();
-        EXPECT_EQ(result, 0);
+        WSADATA details;
+        EXPECT_EQ(::WSAStartup(MAKEWORD(2, 2), &details), 0);
     }
 #else
     using Handle = int;

@@ -28,8 +28,7 @@ class Package(unittest.TestCase):
         with zipfile.ZipFile(cls.zip) as archive:
             archive.extractall(drive)
         (cls.root,) = drive.iterdir()
-        cls.installed = Programs.System("zip", cls.root, [Programs.WINE], ".exe",
-                                        {**cls.variables, "TBR_SETTINGS": "NUL"})
+        cls.installed = Programs.windows_in(cls.root, cls.variables)
 
     @classmethod
     def clean(cls):

@@ -5,10 +5,12 @@ import re
 import socket
 import struct
 import subprocess
+import tempfile
 import time
 
 WINE = os.environ["TBR_WINE"]
 PATIENCE = 120  # seconds; a busy machine starts Wine slowly
+NO_SETTINGS = tempfile.NamedTemporaryFile(suffix=".ini")  # nothing depends on the user
 
 
 class System:
@@ -19,7 +21,7 @@ class System:
         self.folder = pathlib.Path(folder)
         self.launcher = list(launcher)
         self.suffix = suffix
-        self.environment = {**os.environ, "TBR_SETTINGS": os.devnull, **(variables or {})}
+        self.environment = {**os.environ, "TBR_SETTINGS": NO_SETTINGS.name, **(variables or {})}
 
     def command(self, program, *arguments):
         return [*self.launcher, str(self.folder / "bin" / (program + self.suffix)), *map(str, arguments)]
@@ -38,8 +40,11 @@ def host():
 
 
 def windows():
-    # Wine's programs cannot open this system's null device by that name.
-    return System("windows", os.environ["TBR_WINDOWS_BUILD"], [WINE], ".exe", {"TBR_SETTINGS": "NUL"})
+    return windows_in(os.environ["TBR_WINDOWS_BUILD"])
+
+
+def windows_in(folder, variables=None):
+    return System("windows", folder, [WINE], ".exe", {"TBR_SETTINGS": "Z:" + NO_SETTINGS.name, **(variables or {})})
 
 
 class Server:
@@ -49,12 +54,12 @@ class Server:
         self.process = subprocess.Popen(
             system.command("toolserver", "--bind", "127.0.0.1", "--port", "0", "--quiet", *arguments),
             env=system.environment, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
-        line = self.process.stdout.readline().decode()
-        match = re.match(r"listening on 127\.0\.0\.1:(\d+)", line)
-        if not match:
-            self.process.kill()
-            raise AssertionError(f"{system.name}: no server: {line}{self.process.communicate()[1].decode()}")
-        self.port = int(match.group(1))
+        for line in self.process.stdout:
+            match = re.match(r"listening on 127\.0\.0\.1:(\d+)", line.decode())
+            if match:
+                self.port = int(match.group(1))
+                return
+        raise AssertionError(f"{system.name}: no server: {self.process.communicate()[1].decode()}")
 
     def __enter__(self):
         return self

@@ -3,16 +3,20 @@
 #ifndef NOMINMAX
 #define NOMINMAX
 #endif
-#include <mstcpip.h>
 #include <winsock2.h>
 #include <ws2tcpip.h>
 
+#include <mstcpip.h>
 #include <windows.h>
 
 #include <algorithm>
 #include <climits>
 #include <cstdint>
 #include <cstring>
+
+#ifndef TCP_MAXRT // in Windows' own headers, not in every compiler's
+#define TCP_MAXRT 5
+#endif
 
 namespace tbr
 {
@@ -161,6 +165,9 @@ bool setKeepAlive(int descriptor, const KeepAlive& keepAlive)
     values.onoff = 1;
     values.keepalivetime = static_cast<u_long>(1000 * keepAlive.idleSeconds);
     values.keepaliveinterval = static_cast<u_long>(1000 * keepAlive.probes * keepAlive.intervalSeconds / FIXED_PROBES);
+    // How long what was sent may stay without an answer. Not every version of the system lets it be chosen.
+    const DWORD limitSeconds = static_cast<DWORD>(keepAlive.idleSeconds + keepAlive.probes * keepAlive.intervalSeconds);
+    setOption(descriptor, IPPROTO_TCP, TCP_MAXRT, limitSeconds);
     DWORD written = 0;
     return WSAIoctl(toHandle(descriptor), SIO_KEEPALIVE_VALS, &values, sizeof values, nullptr, 0, &written, nullptr,
                     nullptr) == 0;
