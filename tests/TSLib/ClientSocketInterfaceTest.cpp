@@ -2,6 +2,7 @@
 
 #include <support/Eventually.h>
 #include <support/LogCapture.h>
+#include <support/MatchesPattern.h>
 
 #include <gmock/gmock.h>
 
@@ -486,9 +487,8 @@ TEST_F(ClientSocketInterfaceTest, LogsThatItsThreadRuns)
     ASSERT_FALSE(log.entries().empty());
     bool isLogged = false;
     for (const LogCapture::Entry& entry : log.entries())
-        isLogged |=
-            entry.category == "toolserver" &&
-            testing::Matches(testing::MatchesRegex("Client thread \\(0x[0-9a-f]+\\) running.\n"))(entry.message);
+        isLogged |= entry.category == "toolserver" &&
+                    testing::Matches(MatchesPattern("Client thread \\(0x[0-9a-f]+\\) running.\n"))(entry.message);
     EXPECT_TRUE(isLogged);
 }
 
@@ -499,7 +499,7 @@ TEST_F(ClientSocketInterfaceTest, PrintsTheThreadsWhenItIsDeleted)
     testing::internal::CaptureStdout();
     session.remove();
     EXPECT_THAT(testing::internal::GetCapturedStdout(),
-                testing::MatchesRegex("current thread 0x[0-9a-f]+\nquitting thread 0x[0-9a-f]+\n"));
+                MatchesPattern("current thread 0x[0-9a-f]+\nquitting thread 0x[0-9a-f]+\n"));
 }
 
 // Deletion, whatever the session is doing

@@ -6,6 +6,7 @@
 #include <support/CameraControl.h>
 #include <support/LogCapture.h>
 #include <support/LogFileBytes.h>
+#include <support/MatchesPattern.h>
 #include <support/ProtocolClient.h>
 #include <support/TestFolder.h>
 #include <support/TestToollist.h>
@@ -19,7 +20,6 @@ using testing::AllOf;
 using testing::ElementsAre;
 using testing::Field;
 using testing::IsEmpty;
-using testing::MatchesRegex;
 
 namespace
 {
@@ -46,7 +46,7 @@ std::string moduleFile(const std::string& module)
 bool isLogged(const LogCapture& log, const char* regularExpression)
 {
     for (const Entry& one : log.entries())
-        if (one.category == "toolserver" && testing::Matches(MatchesRegex(regularExpression))(one.message))
+        if (one.category == "toolserver" && testing::Matches(MatchesPattern(regularExpression))(one.message))
             return true;
     return false;
 }
@@ -197,10 +197,10 @@ TEST(ToolServer, LogsTheStagesOfItsStart)
     delete server.createToollist(moduleFile("TestCamera")); // the module's factory announces itself only once
     const LogCapture log;
     server.run();
-    EXPECT_THAT(log.entries(), ElementsAre(entry(MatchesRegex("     - TS main thread \\(0x[0-9a-f]+\\) started\n")),
+    EXPECT_THAT(log.entries(), ElementsAre(entry(MatchesPattern("     - TS main thread \\(0x[0-9a-f]+\\) started\n")),
                                            entry("Toollist constructor (number of tools: 8).\n"),
                                            entry("\n\nTS 3.0 successfully started ...\n\n"),
-                                           entry(MatchesRegex("Main thread \\(0x[0-9a-f]+\\) running.\n\n"))));
+                                           entry(MatchesPattern("Main thread \\(0x[0-9a-f]+\\) running.\n\n"))));
 }
 
 // Serving
@@ -224,10 +224,10 @@ TEST(ToolServer, ServesTheModulesToolsUntilItIsStopped)
         EXPECT_THAT(server.failures(), IsEmpty());
     }
     EXPECT_THAT(testing::internal::GetCapturedStdout(),
-                MatchesRegex("new client connection\n" // the client
-                             "new client connection\n" // the server itself, to stop waiting
-                             "finished\n"
-                             "current thread 0x[0-9a-f]+\nquitting thread 0x[0-9a-f]+\n"));
+                MatchesPattern("new client connection\n" // the client
+                               "new client connection\n" // the server itself, to stop waiting
+                               "finished\n"
+                               "current thread 0x[0-9a-f]+\nquitting thread 0x[0-9a-f]+\n"));
 }
 
 TEST(ToolServer, LogsItsClients)
@@ -256,18 +256,19 @@ TEST(ToolServer, DeletesASessionWhoseClientLeaves)
     {
         int count = 0;
         for (const Entry& one : log.entries())
-            count += testing::Matches(MatchesRegex("\t\tTerminating client thread 0x[0-9a-f]+\n"))(one.message) ? 1 : 0;
+            count +=
+                testing::Matches(MatchesPattern("\t\tTerminating client thread 0x[0-9a-f]+\n"))(one.message) ? 1 : 0;
         return count;
     };
     EXPECT_TRUE(eventually([&] { return ends() == 2; }));
     EXPECT_THAT(testing::internal::GetCapturedStdout(),
-                MatchesRegex("new client connection\n"
-                             "new client connection\n"
-                             "emitting connectionTerminated\n"
-                             "current thread 0x[0-9a-f]+"
-                             "current thread 0x[0-9a-f]+\nquitting thread 0x[0-9a-f]+\n"
-                             "current thread 0x[0-9a-f]+"
-                             "current thread 0x[0-9a-f]+\nquitting thread 0x[0-9a-f]+\n"));
+                MatchesPattern("new client connection\n"
+                               "new client connection\n"
+                               "emitting connectionTerminated\n"
+                               "current thread 0x[0-9a-f]+"
+                               "current thread 0x[0-9a-f]+\nquitting thread 0x[0-9a-f]+\n"
+                               "current thread 0x[0-9a-f]+"
+                               "current thread 0x[0-9a-f]+\nquitting thread 0x[0-9a-f]+\n"));
     EXPECT_TRUE(isLogged(log, "\t\tClient interface at socket [0-9]+\n"));
     EXPECT_FALSE(log.contains("toolserver", "Suiciding"));
     EXPECT_TRUE(stays.isServed());
@@ -296,8 +297,8 @@ TEST(ToolServer, DeletesNothingForACallThatNoSessionSent)
     const LogCapture log;
     server.clientSocketInterfaceExit();
     EXPECT_THAT(log.entries(),
-                ElementsAre(entry(MatchesRegex("Suiciding thread 0x[0-9a-f]+ doesn't belong to a client server.\n")),
-                            entry(MatchesRegex("\t\tTerminating client thread 0x[0-9a-f]+\n"))));
+                ElementsAre(entry(MatchesPattern("Suiciding thread 0x[0-9a-f]+ doesn't belong to a client server.\n")),
+                            entry(MatchesPattern("\t\tTerminating client thread 0x[0-9a-f]+\n"))));
 }
 
 TEST(ToolServer, IgnoresASecondRun)

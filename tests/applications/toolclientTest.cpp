@@ -1,4 +1,5 @@
 #include <endtoend/SharedServer.h>
+#include <support/MatchesPattern.h>
 #include <support/ProgramProcess.h>
 #include <support/TestFolder.h>
 
@@ -15,7 +16,6 @@
 
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::MatchesRegex;
 using testing::SizeIs;
 
 namespace
@@ -113,7 +113,7 @@ TEST_F(toolclient, ShowsTheStatus)
                                               "\"server\":\"" +
                                                   server + "\",\"status\":0,\"tools\":2}\n");
     EXPECT_THAT(linesOf(outputOf({"status"})),
-                ElementsAre(MatchesRegex("server +status +message +cameraError +cameraText +tools"),
+                ElementsAre(MatchesPattern("server +status +message +cameraError +cameraText +tools"),
                             server + "       0  Toolserver OK            0                  2"));
 }
 
@@ -400,7 +400,7 @@ TEST(toolclientWithoutServer, ShowsItsOptionsAndVersionOnRequest)
     }
     const Outcome version({"--version"});
     EXPECT_EQ(version.status, 0);
-    EXPECT_THAT(version.output, MatchesRegex("toolclient [0-9]+\\.[0-9]+\\.[0-9]+\n"));
+    EXPECT_THAT(version.output, MatchesPattern("toolclient [0-9]+\\.[0-9]+\\.[0-9]+\n"));
 }
 
 TEST(toolclientWithoutServer, RefusesWrongUsageWithOneLineAndStatus2)
@@ -440,7 +440,7 @@ TEST(toolclientWithoutServer, RefusesWrongUsageWithOneLineAndStatus2)
         const Outcome run(arguments);
         EXPECT_EQ(run.status, 2) << testing::PrintToString(arguments);
         EXPECT_EQ(run.output, "");
-        EXPECT_THAT(linesOf(run.errors), ElementsAre(MatchesRegex("toolclient: .* \\(see toolclient --help\\)")));
+        EXPECT_THAT(linesOf(run.errors), ElementsAre(MatchesPattern("toolclient: .* \\(see toolclient --help\\)")));
     }
 }
 

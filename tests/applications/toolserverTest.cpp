@@ -1,5 +1,6 @@
 #include <support/Eventually.h>
 #include <support/LogFileBytes.h>
+#include <support/MatchesPattern.h>
 #include <support/TestFolder.h>
 #include <support/TestServer.h>
 
@@ -123,7 +124,7 @@ TEST(toolserver, ShowsItsVersionOnRequest)
 {
     const Outcome run({"--version"});
     EXPECT_EQ(run.status, 0);
-    EXPECT_THAT(run.output, testing::MatchesRegex("toolserver [0-9]+\\.[0-9]+\\.[0-9]+\n"));
+    EXPECT_THAT(run.output, MatchesPattern("toolserver [0-9]+\\.[0-9]+\\.[0-9]+\n"));
     EXPECT_EQ(run.errors, "");
 }
 
