@@ -88,7 +88,8 @@ TEST(InterruptedRecording, LetsTheServerTrackOnWhileTheFileMayNotGrowAndGoesOnAf
     EXPECT_TRUE(eventually([&] { return recorded().blocks() >= 1; }));
     {
         // There is room for some more blocks and the beginning of another one.
-        const FileSizeLimit limit(server.process.id(), START_SIZE + (recorded().blocks() + 3) * BLOCK_SIZE + 5000);
+        const FileSizeLimit limit(static_cast<pid_t>(server.process.processId()),
+                                  START_SIZE + (recorded().blocks() + 3) * BLOCK_SIZE + 5000);
         expectTrackingWithoutRoom(server, folder);
     }
     const std::size_t before = recorded().blocks();

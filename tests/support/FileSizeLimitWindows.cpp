@@ -4,6 +4,7 @@
 #include <QString>
 
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
 
 struct FileSizeLimit::Former
@@ -19,6 +20,7 @@ FileSizeLimit::FileSizeLimit(const std::string& path, std::size_t bytes) : m_For
                                  nullptr, OPEN_EXISTING, 0, nullptr);
     OVERLAPPED place = {};
     place.Offset = static_cast<DWORD>(bytes);
+    place.OffsetHigh = static_cast<DWORD>(static_cast<std::uint64_t>(bytes) >> 32);
     LockFileEx(m_Former->file, LOCKFILE_EXCLUSIVE_LOCK | LOCKFILE_FAIL_IMMEDIATELY, 0, 0, 0x7fffffff, &place);
 }
 

@@ -57,14 +57,13 @@ public:
     ProgramProcess(const ProgramProcess&) = delete;
     ProgramProcess& operator=(const ProgramProcess&) = delete;
 
-    qint64 processId() const { return m_Process.processId(); }
     bool isRunning() const { return m_Process.state() != QProcess::NotRunning; }
     /// What it has written so far; each line ends with "\n", however the system ends lines.
     std::string standardOutput() const { return textOf("stdout"); }
     std::string standardError() const { return textOf("stderr"); }
 
     /// By which the system knows it while it runs.
-    qint64 id() const { return m_Process.processId(); }
+    qint64 processId() const { return m_Process.processId(); }
 
     /// Asks the program to end, as the system (SIGTERM) or the user (SIGINT) does, and returns its exit status.
     int stop(int signal = SIGTERM)
