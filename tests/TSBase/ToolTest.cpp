@@ -247,6 +247,46 @@ TEST_F(ToolWithTwoMarkers, GrowsItsImaginaryPointsAsNeeded)
     EXPECT_EQ(Vector3d(2, 2, 2), m_Tool.getImaginaryMarker(0));
 }
 
+TEST_F(ToolWithTwoMarkers, TakesAListOfPointsAndOneOfNormalVectors)
+{
+    record::PointList list;
+    list.count = 2;
+    list.points[0] = Vector3d(1, 0, 0);
+    list.points[1] = Vector3d(0, 1, 0);
+    m_Tool.setImaginaryMarkers(list);
+    EXPECT_EQ(2u, m_Tool.getNumberOfImaginaryMarkers());
+    EXPECT_EQ(Vector3d(1, 0, 0), m_Tool.getImaginaryMarker(0));
+    EXPECT_EQ(Vector3d(0, 1, 0), m_Tool.getImaginaryMarker(1));
+    list.count = 3; // one more than there are markers
+    m_Tool.setNormalVectors(list);
+    EXPECT_EQ(2u, m_Tool.getNumberOfNormalVectors());
+    EXPECT_EQ(Vector3d(0, 1, 0), m_Tool.getNormalVector(1));
+}
+
+TEST_F(ToolWithTwoMarkers, ShowsNobodyAPartOfANewCalibration)
+{
+    record::PointList all;
+    all.count = 8;
+    m_Tool.setImaginaryMarkers(all);
+    std::thread writer(
+        [&]
+        {
+            for (int round = 1; round <= 20000; ++round)
+            {
+                std::fill_n(all.points, 8, Vector3d(round, round, round));
+                m_Tool.setImaginaryMarkers(all);
+            }
+        });
+    record::PointList seen;
+    do
+    {
+        m_Tool.copyImaginaryMarkers(seen);
+        for (int i = 1; i < 8; ++i)
+            EXPECT_EQ(seen.points[0], seen.points[i]);
+    } while (seen.points[0].x < 20000);
+    writer.join();
+}
+
 TEST_F(ToolWithTwoMarkers, KeepsReferencesToItsPointsGoodWhileTheyGrow)
 {
     const Vector3d& first = m_Tool.getImaginaryMarker(0);

@@ -295,26 +295,48 @@ void Tool::setMaxRMS(float millimetres)
 
 void Tool::setNormalVector(unsigned int i, const Vector3d& normal)
 {
-    changeParameter(
-        [&]
-        {
-            if (i >= m_NormalVectors.size() && i >= m_RealMarkers.size())
-                return;
-            if (i >= m_NormalVectors.size())
-                m_NormalVectors.resize(i + 1);
-            m_NormalVectors[i] = normal;
-        });
+    changeParameter([&] { replaceNormalVector(i, normal); });
 }
 
-void Tool::setImaginaryMarker(unsigned int i, const Vector3d& point)
+void Tool::setNormalVectors(const record::PointList& normals)
 {
     changeParameter(
         [&]
         {
-            if (i >= m_ImaginaryMarkers.size())
-                m_ImaginaryMarkers.resize(std::size_t(i) + 1);
-            m_ImaginaryMarkers[i] = point;
+            for (int i = 0; i < normals.held(); ++i)
+                replaceNormalVector(static_cast<unsigned int>(i), normals.points[i]);
         });
+}
+
+void Tool::replaceNormalVector(unsigned int i, const Vector3d& normal)
+{
+    if (i >= m_NormalVectors.size() && i >= m_RealMarkers.size())
+        return;
+    if (i >= m_NormalVectors.size())
+        m_NormalVectors.resize(i + 1);
+    m_NormalVectors[i] = normal;
+}
+
+void Tool::setImaginaryMarker(unsigned int i, const Vector3d& point)
+{
+    changeParameter([&] { replaceImaginaryMarker(i, point); });
+}
+
+void Tool::setImaginaryMarkers(const record::PointList& points)
+{
+    changeParameter(
+        [&]
+        {
+            for (int i = 0; i < points.held(); ++i)
+                replaceImaginaryMarker(static_cast<unsigned int>(i), points.points[i]);
+        });
+}
+
+void Tool::replaceImaginaryMarker(unsigned int i, const Vector3d& point)
+{
+    if (i >= m_ImaginaryMarkers.size())
+        m_ImaginaryMarkers.resize(std::size_t(i) + 1);
+    m_ImaginaryMarkers[i] = point;
 }
 
 void Tool::setStartMarker(int index)

@@ -115,6 +115,9 @@ public:
     /// Replaces imaginary point `i`, growing the list with zero vectors as needed. There is no upper bound here; a log
     /// record keeps the first 8.
     void setImaginaryMarker(unsigned int i, const Vector3d& point);
+    /// Both for all points of a list at one moment: nobody sees a part of them.
+    void setNormalVectors(const record::PointList& normals);
+    void setImaginaryMarkers(const record::PointList& points);
     void setStartMarker(int index);
     void setStatus(int status);
 
@@ -175,6 +178,8 @@ private:
     Pose copyOf(const Pose Tool::*which) const;
     Pose copyWithRms(float& rms) const;
     bool readContent(std::FILE* stream);
+    void replaceNormalVector(unsigned int i, const Vector3d& normal);
+    void replaceImaginaryMarker(unsigned int i, const Vector3d& point);
     void updateLogStream();
     void averageRotation(const Matrix3x3& rotation);
     void averageTranslation(const Vector3d& translation);

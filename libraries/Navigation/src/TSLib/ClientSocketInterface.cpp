@@ -434,8 +434,8 @@ bool ClientSocketInterface::setImaginaryMarkers(AllPacketType& packet, Tool& too
         handlePError(packet, 13, "Error while updating calibration.");
         return false;
     }
-    for (unsigned int i = 0; i < count; ++i)
-        tool.setImaginaryMarker(i, points.points[i]);
+    points.count = static_cast<int>(count);
+    tool.setImaginaryMarkers(points);
     return true;
 }
 
@@ -453,8 +453,7 @@ bool ClientSocketInterface::setNormalVectors(AllPacketType& packet, Tool& tool)
         handlePError(packet, 9, "The number of normal vectors doesn't match the number of reals");
         return false;
     }
-    for (int i = 0; i < record.normals.count; ++i)
-        tool.setNormalVector(static_cast<unsigned int>(i), record.normals.points[i]);
+    tool.setNormalVectors(record.normals);
     tool.setMarkerAngleLimit(record.markerAngleLimit);
     tool.setMinMarkers(record.minMarkers);
     tool.setMax3D(record.max3D);
