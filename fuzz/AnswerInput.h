@@ -130,4 +130,18 @@ inline void checkStatus(int status)
             "an operation returns a status code");
 }
 
+/// Has a Course, made with the server of an input, take the input's operations, and checks what it requested.
+template <class Course>
+void runCourse(const AnswerInput& input)
+{
+    AnswerServer server(input);
+    {
+        Course course(server);
+        course.take(0); // without a connection there is not much to do
+        for (const std::uint8_t operation : input.operations())
+            course.take(operation);
+    }
+    server.checkRequests();
+}
+
 } // namespace fuzz

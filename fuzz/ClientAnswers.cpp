@@ -255,15 +255,7 @@ private:
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
-    const fuzz::AnswerInput input(data, size);
-    fuzz::AnswerServer server(input);
-    {
-        Course course(server);
-        course.take(0); // without a connection there is not much to do
-        for (const std::uint8_t operation : input.operations())
-            course.take(operation);
-    }
-    server.checkRequests();
+    fuzz::runCourse<Course>(fuzz::AnswerInput(data, size));
     return 0;
 }
 
