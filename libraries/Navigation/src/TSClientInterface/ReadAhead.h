@@ -10,7 +10,7 @@
 class TBR_NAVIGATION_EXPORT ReadAhead
 {
 public:
-    static constexpr int CAPACITY = 16384;
+    static constexpr int CAPACITY = 2048;
 
     ReadAhead();
 
