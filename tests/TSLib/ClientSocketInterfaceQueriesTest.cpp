@@ -2,6 +2,7 @@
 
 #include <support/Eventually.h>
 #include <support/LogCapture.h>
+#include <support/Wine.h>
 
 #include <thread>
 
@@ -248,7 +249,8 @@ TEST_P(ClientSocketInterfaceQueriesTest, StopsWaitingForTheSwitchWhenItsClientGo
     QObject::connect(session->get(), &ClientSocketInterface::connectionTerminated, [&] { hasTerminated = true; });
     session->send(bytes("21000000") + number(5) + number(1));
     EXPECT_TRUE(eventually([&] { return looks > 1; }));
-    session->send(bytes("16")); // a request that nobody reads must not hide the closed connection
+    if (!isWine()) // which lets it
+        session->send(bytes("16")); // a request that nobody reads must not hide the closed connection
     session->socket().close();
     EXPECT_TRUE(eventually([&] { return hasTerminated.load(); }));
 }

@@ -21,6 +21,6 @@ inline Ended run(const QStringList& arguments)
     QProcess process;
     process.start(PROGRAM, arguments);
     EXPECT_TRUE(process.waitForFinished(PATIENCE_MS)) << PROGRAM;
-    return {process.exitCode(), QString::fromUtf8(process.readAllStandardOutput()),
-            QString::fromUtf8(process.readAllStandardError())};
+    return {process.exitCode(), QString::fromUtf8(process.readAllStandardOutput()).remove('\r'),
+            QString::fromUtf8(process.readAllStandardError()).remove('\r')};
 }

@@ -61,6 +61,9 @@ protected:
 
 TEST_F(ClientMemoryTest, IsCountedInTheLibraryAndInTheModule)
 {
+#ifdef _WIN32
+    GTEST_SKIP() << "on Windows every DLL has its own operators, of which only the program's count here";
+#endif
     const AllocationCounter counter;
     const CaRigidBody body("in the library", 1, 1);
     const long inTheLibrary = counter.count();

@@ -358,8 +358,8 @@ Ended runExample(const QStringList& arguments)
     process.start(TBR_NAVIGATION_EXAMPLE, arguments);
     EXPECT_TRUE(process.waitForFinished(PATIENCE_MS));
     EXPECT_EQ(process.exitStatus(), QProcess::NormalExit);
-    return {process.exitCode(), process.readAllStandardOutput().toStdString(),
-            process.readAllStandardError().toStdString()};
+    return {process.exitCode(), process.readAllStandardOutput().replace("\r", "").toStdString(),
+            process.readAllStandardError().replace("\r", "").toStdString()};
 }
 
 TEST(NavigationExample, TellsEverythingThatChangesInTheSceneAndEnds)

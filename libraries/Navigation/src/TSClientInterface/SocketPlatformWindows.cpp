@@ -71,6 +71,12 @@ bool setOption(int descriptor, int level, int option, const Value& value)
     return setsockopt(toHandle(descriptor), level, option, reinterpret_cast<const char*>(&value), sizeof value) == 0;
 }
 
+/// Whether an accept failed because its client did not wait for it. (The last is Wine's word for it.)
+bool hasPeerGone(int error)
+{
+    return error == WSAECONNRESET || error == WSAECONNABORTED || error == WSAENOTCONN;
+}
+
 /// Whether another socket has the address of a stream socket that is to be bound.
 ///
 /// Here a socket that reuses addresses would even be bound to the port on which another one listens, and clients would
@@ -237,8 +243,12 @@ bool listenOn(int descriptor, int backlog)
 int acceptConnection(int descriptor, SocketAddress& peer)
 {
     sockaddr_in address = {};
-    int size = sizeof address;
-    const SOCKET accepted = accept(toHandle(descriptor), reinterpret_cast<sockaddr*>(&address), &size);
+    SOCKET accepted = INVALID_SOCKET;
+    do // a client that has gone already is reported as a failure, which must not be taken for one of this machine's
+    {
+        int size = sizeof address;
+        accepted = accept(toHandle(descriptor), reinterpret_cast<sockaddr*>(&address), &size);
+    } while (accepted == INVALID_SOCKET && hasPeerGone(WSAGetLastError()));
     peer = fromSystem(address);
     return toDescriptor(accepted);
 }
@@ -266,9 +276,13 @@ int waitReadable(int descriptor, std::chrono::microseconds limit)
 
 bool isPeerGone(int descriptor)
 {
-    const int ready = waitReadable(descriptor, std::chrono::microseconds(0));
+    WSAPOLLFD watched = {toHandle(descriptor), POLLRDNORM, 0};
+    const int ready = WSAPoll(&watched, 1, 0);
+    if (ready == 0)
+        return false;
     char byte;
-    return ready < 0 || (ready > 0 && recv(toHandle(descriptor), &byte, 1, MSG_PEEK) <= 0);
+    return ready < 0 || (watched.revents & (POLLHUP | POLLERR | POLLNVAL)) ||
+           recv(toHandle(descriptor), &byte, 1, MSG_PEEK) <= 0;
 }
 
 int receiveBytes(int descriptor, void* buffer, int size)
@@ -335,8 +349,9 @@ int sendWithin(int descriptor, const void* data, int size, std::chrono::microsec
         const auto rest = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()).count();
         const int restMs = limit.count() < 0 ? -1 : static_cast<int>(std::clamp<std::int64_t>(rest, 0, INT_MAX));
         WSAPOLLFD watched = {toHandle(descriptor), POLLWRNORM, 0};
-        isGood = isFull && WSAPoll(&watched, 1, restMs) > 0;
-        isOutOfTime = isFull && !isGood;
+        const int ready = isFull ? WSAPoll(&watched, 1, restMs) : -1;
+        isGood = ready > 0;
+        isOutOfTime = ready == 0;
     }
     setNonBlocking(descriptor, false);
     return isGood || isOutOfTime || sent > 0 ? sent : -1;
