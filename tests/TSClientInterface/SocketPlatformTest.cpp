@@ -353,7 +353,9 @@ TEST(SocketPlatform, EndsABlockedReceive)
     char byte;
     std::future<int> receiving =
         std::async(std::launch::async, [&] { return platform::receiveBytes(connection.here, &byte, 1); });
-    platform::shutdownSocket(connection.here);
+    do
+        platform::shutdownSocket(connection.here);
+    while (receiving.wait_for(milliseconds(1)) != std::future_status::ready);
     EXPECT_LE(receiving.get(), 0);
 }
 
@@ -364,7 +366,9 @@ TEST(SocketPlatform, EndsABlockedSend)
     std::future<int> sending =
         std::async(std::launch::async, [&] { return platform::sendBytes(connection.here, data.data(), 50000000); });
     ASSERT_TRUE(connection.peer.waitForInput(PlainSocket::PATIENCE)); // it is sending
-    platform::shutdownSocket(connection.here);
+    do
+        platform::shutdownSocket(connection.here);
+    while (sending.wait_for(milliseconds(1)) != std::future_status::ready);
     EXPECT_LT(sending.get(), 50000000);
 }
 

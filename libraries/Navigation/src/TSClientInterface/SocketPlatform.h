@@ -40,7 +40,8 @@ TBR_NAVIGATION_EXPORT int createSocket(bool dataGram);
 TBR_NAVIGATION_EXPORT void closeSocket(int descriptor);
 
 /// Ends both directions of a connection. A thread that is blocked in receiving, sending or accepting on this descriptor
-/// returns; the descriptor stays valid until it is closed.
+/// returns; the descriptor stays valid until it is closed. On Windows a call that is just about to wait can miss it:
+/// call again until it has returned.
 TBR_NAVIGATION_EXPORT void shutdownSocket(int descriptor);
 
 /// Tells whether the socket is a stream socket; false is returned on failure, and `isStream` is left alone then.

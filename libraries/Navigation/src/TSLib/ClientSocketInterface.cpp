@@ -121,12 +121,14 @@ ClientSocketInterface::~ClientSocketInterface()
 {
     print("current thread ", currentThread(), "\nquitting thread ", static_cast<const void*>(m_Thread), "\n");
     requestStop();
-    if (!waitForEnd(STOP_PATIENCE))
+    constexpr std::chrono::milliseconds SLICE(50);
+    for (std::chrono::milliseconds waited = SLICE; !waitForEnd(SLICE); waited += SLICE)
     {
+        if (waited != STOP_PATIENCE)
+            continue;
         // Only a camera module that does not return can hold a session up. Its thread uses this object: it must not go.
         TBR_LOG("ERROR") << "The session at socket " << m_SocketNumber
                          << " waits for the camera module to return before it can end." << std::endl;
-        m_Thread->wait();
     }
     static_cast<void>(m_HasTerminated.load()); // the order that wait() made, once more where a sanitizer can see it
     delete m_Thread;
@@ -157,7 +159,10 @@ void ClientSocketInterface::requestStop()
 
 bool ClientSocketInterface::waitForEnd(std::chrono::milliseconds limit)
 {
-    return m_Thread->wait(static_cast<unsigned long>(limit.count()));
+    if (m_Thread->wait(static_cast<unsigned long>(limit.count())))
+        return true;
+    shutdown(); // again, for a system on which a call that was just about to wait has missed it
+    return false;
 }
 
 void ClientSocketInterface::terminate()
