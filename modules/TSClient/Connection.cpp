@@ -17,6 +17,9 @@
 class Connection::Socket : public CaClientStreamSocket
 {
 public:
+    /// `isInterrupted` is looked at while the socket waits, and must outlive it.
+    explicit Socket(const std::atomic<bool>& isInterrupted) : m_IsInterrupted(isInterrupted) {}
+
     using CaSocket::shutdown;
 
     bool hasPacket() const { return receivedSize() >= HEADER_SIZE && receivedSize() >= dueSize(); }
@@ -31,6 +34,7 @@ private:
     int receivedSize() const { return m_End - m_Begin; }
     /// The bytes of the packet that is due, header included, as far as that is known yet.
     int dueSize() const;
+    int waitUntil(Deadline deadline);
     int receiveMore(Deadline deadline);
     int receiveAtOnce(Deadline deadline);
     int receiveBytes(int (*receive)(int descriptor, void* buffer, int size));
@@ -39,6 +43,7 @@ private:
     int m_Begin = 0;                             // of the packet that is due
     int m_End = 0;                               // of what has been received
     std::chrono::milliseconds m_ReceiveLimit{0}; // the system's; none yet
+    const std::atomic<bool>& m_IsInterrupted;
 };
 
 namespace
@@ -84,12 +89,28 @@ int Connection::Socket::receiveAtOnce(Deadline deadline)
     return m_ReceiveLimit.count() > 0 ? receiveBytes(tbr::platform::receiveWithinLimit) : -1;
 }
 
+/// Waits for bytes, and looks now and then whether it shall end: on Windows a wait that begins after shutdown() is not
+/// ended by it.
+int Connection::Socket::waitUntil(Deadline deadline)
+{
+    using std::chrono::milliseconds;
+    constexpr milliseconds LOOK_EVERY{100};
+    milliseconds left = timeUntil<milliseconds>(deadline);
+    int ready = waitForInput(static_cast<long>(std::min(left, LOOK_EVERY).count()));
+    while (ready == SocketResult::NOTHING_YET && left > LOOK_EVERY && !m_IsInterrupted)
+    {
+        left = timeUntil<milliseconds>(deadline);
+        ready = waitForInput(static_cast<long>(std::min(left, LOOK_EVERY).count()));
+    }
+    return ready == SocketResult::NOTHING_YET && m_IsInterrupted ? SocketResult::PEER_CLOSED : ready;
+}
+
 int Connection::Socket::receiveMore(Deadline deadline)
 {
     int count = receiveAtOnce(deadline);
     if (count < 0)
     {
-        const int ready = waitForInput(static_cast<long>(timeUntil<std::chrono::milliseconds>(deadline).count()));
+        const int ready = waitUntil(deadline);
         if (ready != SocketResult::SUCCESS)
             return ready;
         count = receiveBytes(tbr::platform::receiveBytes);
@@ -206,7 +227,7 @@ int Connection::disconnect()
 CaClientStreamSocket* Connection::createSocket()
 {
     const std::lock_guard<std::mutex> lock(m_SocketMutex);
-    m_OwnSocket = new Socket;
+    m_OwnSocket = new Socket(m_IsInterrupted);
     return m_OwnSocket;
 }
 
