@@ -40,8 +40,9 @@ endif()
 # Our own code builds without a warning; libraries of others are seen as system headers.
 function(tbr_warnings target)
   if(MSVC)
-    # Exported classes with members and bases of the standard library: all sides use the same runtime.
-    target_compile_options(${target} PRIVATE /W4 /permissive- /utf-8 /wd4251 /wd4275)
+    # Exported classes with members and bases of the standard library (all sides use the same runtime), and constants
+    # that are defined outside of their class for other compilers.
+    target_compile_options(${target} PRIVATE /W4 /permissive- /utf-8 /wd4251 /wd4275 /wd5041)
   else()
     target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wconversion
                                              "-ffile-prefix-map=${CMAKE_SOURCE_DIR}/=")

@@ -1,6 +1,6 @@
 #include <TSBase/TimeOfDay.h>
 
-#include <gtest/gtest.h>
+#include <support/OwnProcess.h>
 
 #include <QDateTime>
 
@@ -33,3 +33,22 @@ TEST(TimeOfDay, FillsTheTimeZoneRecord)
     EXPECT_GE(16 * 60, zone.tz_minuteswest);
     EXPECT_LE(-16 * 60, zone.tz_minuteswest);
 }
+
+#ifdef _WIN32 // elsewhere it is the C library's, which leaves the record empty
+TEST(TimeOfDay, TellsTheRuntimesTimeZoneAsItWasWhenFirstAskedForIt)
+{
+    inOwnProcess(
+        []
+        {
+            struct timezone zone = {};
+            _putenv("TZ=ABC3DEF"); // three hours west of Greenwich, with summer time
+            EXPECT_EQ(0, gettimeofday(nullptr, &zone));
+            EXPECT_EQ(180, zone.tz_minuteswest);
+            EXPECT_NE(0, zone.tz_dsttime);
+
+            _putenv("TZ=GHI-2");
+            EXPECT_EQ(0, gettimeofday(nullptr, &zone));
+            EXPECT_EQ(180, zone.tz_minuteswest);
+        });
+}
+#endif

@@ -1,6 +1,7 @@
 #include <TSClientInterface/CaSocket.h>
 #include <TSClientInterface/SocketPlatform.h>
 #include <support/LogCapture.h>
+#include <support/OwnProcess.h>
 #include <support/PlainSocket.h>
 
 #include <climits>
@@ -462,3 +463,61 @@ TEST(CaSocket, LeavesNumbersAloneUntilAByteOrderIsChosen)
     EXPECT_EQ(socket.sockhtonl(0x01020304), 0x01020304);
     EXPECT_EQ(socket.sockhtonf(1.5F), 1.5F);
 }
+
+#ifdef _WIN32 // elsewhere sockets need no start
+namespace
+{
+
+bool canMakeSockets()
+{
+    const SOCKET socket = ::socket(AF_INET, SOCK_DGRAM, 0);
+    const bool isMade = socket != INVALID_SOCKET;
+    if (isMade)
+        ::closesocket(socket);
+    return isMade;
+}
+
+/// Other libraries of this process may have started them, too.
+void endStartsOfOthers()
+{
+    while (::WSACleanup() == 0)
+        continue;
+}
+
+} // namespace
+
+TEST(CaSocket, StartsTheSystemsSocketsWithTheFirstAndEndsThemWithTheLast)
+{
+    inOwnProcess(
+        []
+        {
+            endStartsOfOthers();
+            EXPECT_FALSE(canMakeSockets());
+            auto first = std::make_unique<TestSocket>(true);
+            EXPECT_TRUE(canMakeSockets());
+            auto second = std::make_unique<TestSocket>(false);
+            first.reset();
+            EXPECT_TRUE(canMakeSockets());
+            second.reset();
+            EXPECT_FALSE(canMakeSockets());
+
+            const TestSocket again(true);
+            EXPECT_TRUE(canMakeSockets());
+        });
+}
+
+TEST(CaSocket, EndsTheSystemsSocketsWithTheLastWhoeverStartedThem)
+{
+    inOwnProcess(
+        []
+        {
+            endStartsOfOthers();
+            WSADATA details;
+            ASSERT_EQ(::WSAStartup(MAKEWORD(2, 2), &details), 0);
+            auto adopting = std::make_unique<TestSocket>(static_cast<int>(::socket(AF_INET, SOCK_DGRAM, 0)));
+            EXPECT_TRUE(canMakeSockets());
+            adopting.reset();
+            EXPECT_FALSE(canMakeSockets());
+        });
+}
+#endif

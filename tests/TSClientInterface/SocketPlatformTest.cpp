@@ -560,4 +560,44 @@ TEST(SocketPlatform, DoesNotEndAnAcceptForASignal)
     EXPECT_GT(accepted, 0);
 }
 
+#else
+
+namespace
+{
+
+bool isInherited(int descriptor)
+{
+    DWORD flags = 0;
+    EXPECT_TRUE(GetHandleInformation(reinterpret_cast<HANDLE>(static_cast<INT_PTR>(descriptor)), &flags));
+    return (flags & HANDLE_FLAG_INHERIT) != 0;
+}
+
+} // namespace
+
+TEST(SocketPlatform, KeepsDescriptorsFromChildProcesses)
+{
+    const Descriptor listener(platform::createSocket(false));
+    ASSERT_TRUE(platform::bindSocket(listener, platform::anyAddress(0)));
+    ASSERT_TRUE(platform::listenOn(listener, 5));
+    PlainSocket client = PlainSocket::connectedTo(platform::getBoundPort(listener));
+    platform::SocketAddress peer;
+    const Descriptor accepted(platform::acceptConnection(listener, peer));
+    EXPECT_FALSE(isInherited(listener));
+    EXPECT_FALSE(isInherited(accepted));
+}
+
+TEST(SocketPlatform, DoesNotAcceptAClientThatHasGoneInPlaceOfOneThatWaits)
+{
+    const Descriptor listener(platform::createSocket(false));
+    ASSERT_TRUE(platform::bindSocket(listener, platform::anyAddress(0)));
+    ASSERT_TRUE(platform::listenOn(listener, 5));
+    const int port = platform::getBoundPort(listener);
+    PlainSocket::connectedTo(port).abort();
+    PlainSocket waiting = PlainSocket::connectedTo(port);
+    platform::SocketAddress peer;
+    const Descriptor accepted(platform::acceptConnection(listener, peer));
+    ASSERT_GT(accepted, 0);
+    EXPECT_EQ(PlainSocket::peerPortOf(accepted), waiting.port());
+}
+
 #endif

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <iostream>
 #include <string>
 
 /// Runs a part of a test in a process of its own, which must end cleanly: for what exists once in a process. What fails
@@ -14,7 +15,11 @@ void inOwnProcess(Part part)
     EXPECT_EXIT(
         {
             part();
-            std::exit(testing::Test::HasFailure() ? 1 : 0);
+            const testing::TestResult& result = *testing::UnitTest::GetInstance()->current_test_info()->result();
+            for (int i = 0; i < result.total_part_count(); ++i) // the standard output does not arrive on every system
+                std::cerr << result.GetTestPartResult(i).line_number() << ": " << result.GetTestPartResult(i).message()
+                          << std::endl;
+            std::exit(result.Failed() ? 1 : 0);
         },
         testing::ExitedWithCode(0), "");
 }
