@@ -99,7 +99,7 @@ int Connection::Socket::waitUntil(Deadline deadline)
     int ready = waitForInput(static_cast<long>(std::min(left, LOOK_EVERY).count()));
     while (ready == SocketResult::NOTHING_YET && left > LOOK_EVERY && !m_IsInterrupted)
     {
-        left = timeUntil<milliseconds>(deadline);
+        left -= LOOK_EVERY;
         ready = waitForInput(static_cast<long>(std::min(left, LOOK_EVERY).count()));
     }
     return ready == SocketResult::NOTHING_YET && m_IsInterrupted ? SocketResult::PEER_CLOSED : ready;
