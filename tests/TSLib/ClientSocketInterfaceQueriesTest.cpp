@@ -249,7 +249,7 @@ TEST_P(ClientSocketInterfaceQueriesTest, StopsWaitingForTheSwitchWhenItsClientGo
     QObject::connect(session->get(), &ClientSocketInterface::connectionTerminated, [&] { hasTerminated = true; });
     session->send(bytes("21000000") + number(5) + number(1));
     EXPECT_TRUE(eventually([&] { return looks > 1; }));
-    if (!isWine()) // which lets it
+    if (!isWine())                  // which lets it
         session->send(bytes("16")); // a request that nobody reads must not hide the closed connection
     session->socket().close();
     EXPECT_TRUE(eventually([&] { return hasTerminated.load(); }));
