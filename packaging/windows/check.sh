@@ -19,21 +19,34 @@ check_windows() {
     test_windows
 }
 
-# test_windows [ARGUMENT...]: ctest for the programs that are built, with further arguments.
+# test_windows [ARGUMENT...]: ctest for the programs that are built, with further arguments. Two at once take turns: they
+# share Wine's folder, and with it the programs of Wine's own that the first of them brings up and the last one ends.
 test_windows() {
-    local status=0
     export TBR_WINDOWS_CACHE=${TBR_WINDOWS_CACHE:-${XDG_CACHE_HOME:-$HOME/.cache}/tbrNavigation/windows}
-    # The first program brings up Wine's own ones, which hold its output open until the last program has gone. So that
-    # ctest does not wait for them, one that says nothing is there all the time.
-    mkfifo "$TBR_WINDOWS_CACHE/keeper.$$"
-    packaging/windows/wine.sh cmd <"$TBR_WINDOWS_CACHE/keeper.$$" >/dev/null 2>&1 &
-    exec 8>"$TBR_WINDOWS_CACHE/keeper.$$"
-    rm "$TBR_WINDOWS_CACHE/keeper.$$"
-    ctest --preset windows "$@" 8>&- | tell_skipped 8>&- || status=$?
-    exec 8>&- # the end of its input ends the keeper
-    wait $! || true
-    WINEPREFIX="$TBR_WINDOWS_CACHE/wine" /usr/lib/wine/wineserver --kill || true # of this Wine folder alone
-    return $status
+    (
+        flock --nonblock 7 || { echo "Another check tests under Wine; waiting for its end" && flock 7; } || exit 1
+        set -o pipefail
+        keep_wine_up
+        status=0
+        ctest --preset windows "$@" 7>&- 8>&- | tell_skipped 7>&- 8>&- || status=$?
+        exec 8>&- # the end of its input ends the keeper
+        wait "$keeper" || true
+        WINEPREFIX="$TBR_WINDOWS_CACHE/wine" /usr/lib/wine/wineserver --kill || true # of this Wine folder alone
+        exit $status
+    ) 7>"$TBR_WINDOWS_CACHE/wine.lock"
+}
+
+# The first Windows program brings up Wine's own ones, which hold its output open until the last program has gone: ctest
+# would wait for them after its first test. So a keeper that says nothing is there first, and as long as descriptor 8.
+keep_wine_up() {
+    local input
+    input=$(mktemp -u)
+    mkfifo "$input"
+    packaging/windows/wine.sh cmd <"$input" >/dev/null 2>&1 7>&- &
+    keeper=$!
+    exec 8>"$input"
+    rm "$input"
+    packaging/windows/wine.sh cmd /c exit </dev/null >/dev/null 2>&1 7>&- 8>&- # when it has run, Wine's programs are up
 }
 
 # Passes ctest's words on and, before its summary, says how many tests cannot hold under Wine or on Windows.
