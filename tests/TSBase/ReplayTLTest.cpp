@@ -106,7 +106,7 @@ protected:
         EXPECT_EQ(messages, logged);
     }
 
-    const TestFolder m_Folder;
+    const TestFolder m_Folder{};
     std::string m_File = m_Folder.path("replay.log");
     std::unique_ptr<ReplayTL> m_Replay;
 };

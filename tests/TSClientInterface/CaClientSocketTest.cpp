@@ -169,12 +169,13 @@ TEST(CaClientSocket, WaitsWithoutLimitUntilADatagramArrives)
 
 TEST(CaClientSocket, TakesAReceiveThatFailsForADatagramOfSizeMinus1)
 {
-    if (isWine())
-        GTEST_SKIP() << "Wine does not wake a waiting datagram socket when a machine answers that nobody is there";
     LogCapture log;
     Connection connection;
+    const bool wakesNobody = isWine(); // for the answer that nobody is there; but there a datagram too long fails, too
+    if (wakesNobody)
+        connection.peer.sendTo(connection.socket.getLocalPort(), "more than ten bytes");
     connection.peer.close();
-    EXPECT_EQ(connection.socket.write("a", 1), 0); // the machine answers that nobody is there
+    EXPECT_EQ(connection.socket.write("a", 1), 0);
     EXPECT_EQ(connection.socket.read(connection.buffer, &connection.size, PATIENTLY), 0);
     EXPECT_EQ(connection.size, -1);
     EXPECT_TRUE(log.entries().empty());

@@ -299,9 +299,13 @@ TEST(SocketPlatform, ReceivesWithinALimit)
 {
     Connection connection;
     char byte = 0;
-    if (!platform::setReceiveLimit(connection.here, milliseconds(20)))
-        GTEST_SKIP() << "this system has no such limit";
+    const bool hasLimit = platform::setReceiveLimit(connection.here, milliseconds(20));
+#ifdef _WIN32
+    EXPECT_FALSE(hasLimit); // a receive waits for its bytes there
+#else
+    EXPECT_TRUE(hasLimit);
     EXPECT_EQ(platform::receiveWithinLimit(connection.here, &byte, 1), -1);
+#endif
     connection.peer.send("x");
     EXPECT_EQ(platform::receiveWithinLimit(connection.here, &byte, 1), 1);
     EXPECT_EQ(byte, 'x');

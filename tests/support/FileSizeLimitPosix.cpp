@@ -4,7 +4,6 @@
 #include <csignal>
 #include <cstring>
 #include <sys/resource.h>
-#include <unistd.h>
 
 struct FileSizeLimit::Former
 {
@@ -12,7 +11,7 @@ struct FileSizeLimit::Former
     rlimit limit;
 };
 
-FileSizeLimit::FileSizeLimit(const std::string&, std::size_t bytes) : m_Former(std::make_unique<Former>())
+FileSizeLimit::FileSizeLimit(std::size_t bytes) : m_Former(std::make_unique<Former>())
 {
     m_Former->handler = std::signal(SIGXFSZ, SIG_IGN);
     getrlimit(RLIMIT_FSIZE, &m_Former->limit);
@@ -26,17 +25,7 @@ FileSizeLimit::~FileSizeLimit()
     std::signal(SIGXFSZ, m_Former->handler);
 }
 
-std::string FileSizeLimit::obstacle()
-{
-    return {};
-}
-
 std::string FileSizeLimit::reason()
 {
     return std::strerror(EFBIG);
-}
-
-std::string FileSizeLimit::fullFile()
-{
-    return access("/dev/full", W_OK) == 0 ? "/dev/full" : "";
 }
