@@ -16,6 +16,12 @@ void refuse(const char* what)
 
 } // namespace
 
+/// Qt sees to it that nobody calls any more. Its order is made once more where a sanitizer can see it.
+QueueEventDispatcher::~QueueEventDispatcher()
+{
+    const std::lock_guard<std::mutex> lock(m_Mutex);
+}
+
 /// What is queued runs; then, if that is asked for and nobody has called since the last time, the thread sleeps until
 /// somebody does.
 bool QueueEventDispatcher::processEvents(QEventLoop::ProcessEventsFlags flags)

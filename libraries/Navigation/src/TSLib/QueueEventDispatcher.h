@@ -18,6 +18,9 @@ class TBR_NAVIGATION_EXPORT QueueEventDispatcher : public QAbstractEventDispatch
     Q_OBJECT
 
 public:
+    QueueEventDispatcher() = default;
+    ~QueueEventDispatcher() override;
+
     bool processEvents(QEventLoop::ProcessEventsFlags flags) override;
     bool hasPendingEvents() override;
     void wakeUp() override;
