@@ -10,7 +10,6 @@ namespace
 {
 
 constexpr int START_PATIENCE_MS = 30000;
-constexpr int END_PATIENCE_MS = 5000;
 constexpr int LOOK_PERIOD_MS = 5;
 
 const char* const INPUT_FILE = "input";
@@ -34,11 +33,7 @@ MeasuredServer::MeasuredServer(const QString& program, QStringList arguments, co
 
 MeasuredServer::~MeasuredServer()
 {
-    m_Process.closeWriteChannel();
-    m_Process.terminate();
-    if (m_Process.waitForFinished(END_PATIENCE_MS))
-        return;
-    m_Process.kill();
+    m_Process.kill(); // nothing of it is worth an orderly end, for which a console program cannot be asked everywhere
     m_Process.waitForFinished();
 }
 
