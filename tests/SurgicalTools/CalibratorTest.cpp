@@ -95,6 +95,17 @@ TEST_F(CalibratorTest, EvaluatesEveryMoveOfTheInstrument)
     EXPECT_THAT(calibrator.evaluations, ElementsAre(std::make_pair(0, 5), std::make_pair(1, 6)));
 }
 
+TEST_F(CalibratorTest, FollowsBothByConnectionsThatOthersCanName)
+{
+    const char* const moved = SIGNAL(ToolMovedSIG(TransMatrix3d, bool));
+    EXPECT_TRUE(QObject::disconnect(&unit, moved, &calibrator, SLOT(sltUpdateCalUnitShield(TransMatrix3d, bool))));
+    EXPECT_TRUE(QObject::disconnect(&drill, moved, &calibrator, SLOT(sltUpdateToolShield(TransMatrix3d, bool))));
+    emit unit.ToolMovedSIG(at(1), true);
+    emit drill.ToolMovedSIG(at(2), true);
+    EXPECT_THAT(calibrator.unitPlaces(), IsEmpty());
+    EXPECT_THAT(calibrator.toolPlaces(), IsEmpty());
+}
+
 TEST_F(CalibratorTest, KeepsTheLastTenPoses)
 {
     for (int i = 1; i <= 11; ++i)

@@ -167,6 +167,19 @@ TEST(SurgicalTool, RelaysThePosesOfItsBody)
     EXPECT_FALSE(moved.at(1).at(1).toBool());
 }
 
+TEST(SurgicalTool, FollowsItsBodyByAConnectionThatOthersCanName)
+{
+    const auto body = bodyWith({});
+    SurgicalTool tool;
+    bind(tool, body.get());
+    const InstrumentLog log(tool);
+
+    EXPECT_TRUE(QObject::disconnect(body.get(), SIGNAL(TransformationUpdatedSIG(TransMatrix3d, bool)), &tool,
+                                    SLOT(rigidBodyMovedSLT(TransMatrix3d, bool))));
+    move(*body, TransMatrix3d());
+    EXPECT_THAT(log.signalsSoFar(), IsEmpty());
+}
+
 TEST(SurgicalTool, RelaysPosesFromAnotherThreadThroughItsEventLoop)
 {
     const auto body = bodyWith({});

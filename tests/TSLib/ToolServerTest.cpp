@@ -189,6 +189,26 @@ TEST(ToolServer, LeavesItsLoopAtOnceWhenItWasStoppedBefore)
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "finished\n");
 }
 
+TEST(ToolServer, DoesNotRunAgainAfterItHasServed)
+{
+    ToolServer server(TBR_TEST_PLUGINS, "TestCamera", "", false, false);
+    server.setPort(0);
+    server.terminateMainThread();
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(server.run(), 0);
+    EXPECT_EQ(server.run(), 1); // as its own timer would let it
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "finished\n");
+}
+
+TEST(ToolServer, ConnectsToItsPortWhenItIsStoppedBeforeItRuns)
+{
+    PlainSocket listener = PlainSocket::listening();
+    ToolServer server(TBR_TEST_PLUGINS, "TestCamera", "", false, false);
+    server.setPort(listener.port());
+    server.terminateMainThread();
+    EXPECT_TRUE(listener.accept().seesPeerClose());
+}
+
 TEST(ToolServer, LogsTheStagesOfItsStart)
 {
     ToolServer server(TBR_TEST_PLUGINS, "TestCamera", "", false, false);

@@ -19,9 +19,12 @@ void append(std::deque<TransMatrix3d>& shield, std::size_t length, const TransMa
 Calibrator::Calibrator(CalibrationUnit& unit, SurgicalTool& calibratedTool)
     : calibrationUnit(&unit), tool(&calibratedTool), calUnitShieldLength(SHIELD_LENGTH), toolShieldLength(SHIELD_LENGTH)
 {
-    const bool followsUnit = connect(&unit, &SurgicalTool::ToolMovedSIG, this, &Calibrator::sltUpdateCalUnitShield);
+    // By text, so that others can name these connections, too: the slots are not theirs to take the address of.
+    const bool followsUnit = connect(&unit, SIGNAL(ToolMovedSIG(TransMatrix3d, bool)), this,
+                                     SLOT(sltUpdateCalUnitShield(TransMatrix3d, bool)));
     tbr::assertHolds(followsUnit, "connect( unit, ToolMovedSIG, this, sltUpdateCalUnitShield )", __FILE__, __LINE__);
-    const bool followsTool = connect(tool, &SurgicalTool::ToolMovedSIG, this, &Calibrator::sltUpdateToolShield);
+    const bool followsTool =
+        connect(tool, SIGNAL(ToolMovedSIG(TransMatrix3d, bool)), this, SLOT(sltUpdateToolShield(TransMatrix3d, bool)));
     tbr::assertHolds(followsTool, "connect( tool, ToolMovedSIG, this, sltUpdateToolShield )", __FILE__, __LINE__);
 }
 

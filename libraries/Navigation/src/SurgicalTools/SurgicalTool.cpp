@@ -99,8 +99,9 @@ void SurgicalTool::setRigidBody(CaTool* newBody)
     if (!livingBody)
         return;
 
-    const bool isConnected =
-        connect(newBody, &CaTool::TransformationUpdatedSIG, this, &SurgicalTool::rigidBodyMovedSLT);
+    // By text, so that others can name this connection, too: the slot is not theirs to take the address of.
+    const bool isConnected = connect(newBody, SIGNAL(TransformationUpdatedSIG(TransMatrix3d, bool)), this,
+                                     SLOT(rigidBodyMovedSLT(TransMatrix3d, bool)));
     tbr::assertHolds(isConnected, "connect( rigidBody, TransformationUpdatedSIG, this, rigidBodyMovedSLT )", __FILE__,
                      __LINE__);
 }

@@ -106,7 +106,7 @@ void ReplayTL::closeFile()
 bool ReplayTL::readSlotCount(std::uint32_t& count)
 {
     char bytes[4];
-    if (std::fread(bytes, 1, sizeof bytes, m_ReplayFile) != sizeof bytes)
+    if (!m_ReplayFile || std::fread(bytes, 1, sizeof bytes, m_ReplayFile) != sizeof bytes)
         return false;
     count = static_cast<std::uint32_t>(record::BigEndian::getInt(bytes));
     if (count <= LogFormat::MOST_SLOTS && std::int64_t(count) * LogFormat::SLOT_TAG_SIZE <= bytesLeft())
@@ -154,7 +154,7 @@ bool ReplayTL::refreshToollistContent()
 bool ReplayTL::refreshToolPosContent()
 {
     char stamp[LogFormat::TimeStamp::SIZE]; // replay is paced by its timer, not by the recorded times
-    if (std::fread(stamp, 1, sizeof stamp, m_ReplayFile) != sizeof stamp)
+    if (!m_ReplayFile || std::fread(stamp, 1, sizeof stamp, m_ReplayFile) != sizeof stamp)
         return false;
 
     bool isComplete = false;
@@ -175,8 +175,11 @@ void ReplayTL::doReplay()
         return;
     }
     const bool isToolList = std::fgetc(m_ReplayFile) == LogFormat::TOOL_LIST_TAG;
-    const bool isComplete = (!isToolList || refreshToollistContent()) && refreshToolPosContent();
-    if (!isComplete)
+    if (isToolList && !refreshToollistContent())
+        handleFileEnd();
+    // A position block follows in every case, unless that was the end of the replay. Where the file was gone back in,
+    // its tag has not been read: it stands for the first byte of the time stamp.
+    if (m_ReplayFile && !refreshToolPosContent())
         handleFileEnd();
 }
 

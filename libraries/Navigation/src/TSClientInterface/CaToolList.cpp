@@ -411,10 +411,10 @@ int CaToolList::setNearestTypes(const unsigned char* types, int count)
 
 int CaToolList::getNearestTool(CaTool*& tool)
 {
-    tool = nullptr;
     if (!m_ToolServer)
         return CaToolServer::NO_CONNECTION;
 
+    tool = nullptr;
     std::string name;
     std::array<Vector3d, _tbr::MAX_IMAGS> imags;
     int count = _tbr::MAX_IMAGS;

@@ -80,8 +80,8 @@ public:
     virtual int updateAllTransformsAndImags();
     /// Allows getNearestTool() these `count` types and no others.
     virtual int setNearestTypes(const unsigned char* types, int count);
-    /// The tool nearest to the camera; its imaginary points are updated on the way. On failure `tool` becomes null. A
-    /// tool that is not in the list: UNKNOWN_TOOL (-11), with an "ERROR" log line.
+    /// The tool nearest to the camera; its imaginary points are updated on the way. On failure `tool` becomes null,
+    /// unless there is no module to ask. A tool that is not in the list: UNKNOWN_TOOL (-11), with an "ERROR" log line.
     virtual int getNearestTool(CaTool*& tool);
 
 protected:

@@ -170,11 +170,11 @@ void ToolServer::terminateMainThread()
     wakeAccept();
 }
 
-/// Ends a wait for clients by connecting to ourselves. While nobody waits, connecting could block for want of room in
-/// the queue of clients.
+/// Ends a wait for clients by connecting to ourselves. While it runs without anybody who takes clients from its port,
+/// connecting could block for want of room in the queue of clients, or reach another server.
 void ToolServer::wakeAccept()
 {
-    if (!m_IsListening || !m_IsAccepting)
+    if (m_IsRunning && !(m_IsListening && m_IsAccepting))
         return;
     CaClientStreamSocket waker;
     waker.open(m_BindAddress == EVERY_ADDRESS ? "localhost" : m_BindAddress.c_str(), m_Port);
@@ -182,7 +182,7 @@ void ToolServer::wakeAccept()
 
 int ToolServer::run()
 {
-    if (m_IsRunning)
+    if (m_IsRunning || m_CameraThread) // serves, or has served: the camera runs on until this object goes
         return 1;
     m_IsRunning = true;
     const int result = serve();

@@ -115,7 +115,7 @@ private:
     std::atomic<bool> m_IsListening;
     std::atomic<bool> m_IsAccepting; // a thread of the pool waits for a client, or is about to
     int m_SpareSocket;               // used by that thread only: a descriptor to give up when there is no other
-    bool m_IsRunning;
+    std::atomic<bool> m_IsRunning;
     std::string m_BindAddress;
     AddressFilter m_AllowedClients;
     int m_MaximumClients;
