@@ -118,7 +118,7 @@ TEST_F(SystemdService, ServesAndRecordsInItsSandbox)
     EXPECT_THAT(runInShell("cat " + unit()).output, HasSubstr("\nEnvironment=\"TOOLSERVER_OPTIONS=" + options + "\"\n"))
         << "the example changes nothing";
     SandboxedServer server(unit(), state(), options + " --port 0 --log 'a session.tslog'");
-    EXPECT_THAT(server.listeningLine(), HasSubstr("listening on 127.0.0.1:"));
+    ASSERT_THAT(server.listeningLine(), HasSubstr("listening on 127.0.0.1:"));
 
     constexpr int MORE_THAN_1024_DESCRIPTORS_ARE_ENOUGH_FOR = 600;
     std::vector<ProtocolClient> clients;

@@ -7,7 +7,8 @@ The limits are read from the unit: User (if the caller is root, an account that 
 ProtectSystem=strict with STATE_FOLDER as the only place to write, RestrictAddressFamilies, MemoryDenyWriteExecute,
 SystemCallFilter, LimitNOFILE, UMask, and the empty environment. All its other settings need systemd itself. COMMAND, if
 there is one, takes the place of the unit's ExecStart, which finds its $OPTIONS in the caller's environment.
-Where mounting is not permitted, a line on standard error that begins with NO_MOUNTS says so.
+Where mounting is not permitted, or the root is a folder of another system's (chroot), a line on standard error that
+begins with NO_MOUNTS says so.
 """
 import ctypes
 import errno
@@ -98,6 +99,9 @@ def mount_points():
 
 def make_read_only(state):
     """Mounts of this process alone: all file systems but the kernel's own can be read only, except `state`."""
+    if "/" not in mount_points():
+        print(NO_MOUNTS + "the root is not a mount of its own", file=sys.stderr, flush=True)
+        return
     libc = ctypes.CDLL(None, use_errno=True)
     if libc.unshare(CLONE_NEWNS) != 0:
         print(NO_MOUNTS + os.strerror(ctypes.get_errno()), file=sys.stderr, flush=True)
