@@ -104,7 +104,8 @@ TEST_F(SystemdService, HasAnAccountThatNobodyCanLogInTo)
     const TestFolder folder;
     const std::string root = folder.path("");
     const ShellOutcome made = runInShell("mkdir " + root + "/etc; systemd-sysusers --root=" + root + " " +
-                                         installed("lib/sysusers.d/tbr-toolserver.conf"));
+                                         installed("lib/sysusers.d/tbr-toolserver.conf") + " && chmod u+r " + root +
+                                         "/etc/shadow"); // which is not even its owner's to read
     ASSERT_EQ(made.status, 0) << made.errors;
     EXPECT_THAT(folder.read("etc/passwd"), testing::ContainsRegex("^tbr-toolserver:x:[0-9]+:[0-9]+:[^\n]*/nologin\n"));
     EXPECT_THAT(folder.read("etc/group"), testing::ContainsRegex("^tbr-toolserver:x:[0-9]+:\n"));
