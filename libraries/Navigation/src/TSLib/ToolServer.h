@@ -57,7 +57,7 @@ public:
     /// The tools that clients are served from; null before run() and when no module could be loaded.
     Toollist* getToollist() const;
 
-    /// Makes run() return soon. Does not wait.
+    /// Makes run() return soon. Does not wait for that, but connects to the server's port on the way to wake it.
     void terminateMainThread();
 
     /// The replay list or the camera module's list; null, with the reason in the log, when the module cannot be loaded.
@@ -67,7 +67,7 @@ public:
 
 public slots:
     /// The server's main loop. Returns 0 when it was told to stop, 1 when there is no tool list to serve. Scheduled by
-    /// the constructor; a second call while it runs returns 1.
+    /// the constructor; a second call while it serves, or after it has served, returns 1.
     int run();
     /// Deletes the session that sent the signal.
     void clientSocketInterfaceExit();
