@@ -62,6 +62,20 @@ platform::SocketAddress resolved(const char* host, int port = 0)
     return address;
 }
 
+/// Whether a program that this one starts would have the descriptor, too.
+bool isInherited(int descriptor)
+{
+#ifdef _WIN32
+    DWORD flags = 0;
+    EXPECT_TRUE(GetHandleInformation(reinterpret_cast<HANDLE>(static_cast<INT_PTR>(descriptor)), &flags));
+    return (flags & HANDLE_FLAG_INHERIT) != 0;
+#else
+    const int flags = fcntl(descriptor, F_GETFD);
+    EXPECT_GE(flags, 0);
+    return (flags & FD_CLOEXEC) == 0;
+#endif
+}
+
 } // namespace
 
 TEST(SocketPlatform, StartsAndEndsTheSystemsSockets)
@@ -419,6 +433,18 @@ TEST(SocketPlatform, SendsAnEmptyDatagram)
     EXPECT_EQ(peer.receiveDataGram(), "");
 }
 
+TEST(SocketPlatform, KeepsDescriptorsFromChildProcesses)
+{
+    const Descriptor listener(platform::createSocket(false));
+    ASSERT_TRUE(platform::bindSocket(listener, platform::anyAddress(0)));
+    ASSERT_TRUE(platform::listenOn(listener, 5));
+    PlainSocket client = PlainSocket::connectedTo(platform::getBoundPort(listener));
+    platform::SocketAddress peer;
+    const Descriptor accepted(platform::acceptConnection(listener, peer));
+    EXPECT_FALSE(isInherited(listener));
+    EXPECT_FALSE(isInherited(accepted));
+}
+
 #ifndef _WIN32 // what only shows where descriptors are small numbers and signals interrupt calls
 
 TEST(SocketPlatform, FailsToWaitOnAClosedDescriptor)
@@ -438,18 +464,6 @@ TEST(SocketPlatform, SeesAClosedPeerBehindUnreadBytes)
         std::this_thread::yield();
     char buffer[10];
     EXPECT_EQ(platform::receiveBytes(connection.here, buffer, 10), 6);
-}
-
-TEST(SocketPlatform, KeepsDescriptorsFromChildProcesses)
-{
-    const Descriptor listener(platform::createSocket(false));
-    ASSERT_TRUE(platform::bindSocket(listener, platform::anyAddress(0)));
-    ASSERT_TRUE(platform::listenOn(listener, 5));
-    PlainSocket client = PlainSocket::connectedTo(platform::getBoundPort(listener));
-    platform::SocketAddress peer;
-    const Descriptor accepted(platform::acceptConnection(listener, peer));
-    EXPECT_EQ(fcntl(listener, F_GETFD) & FD_CLOEXEC, FD_CLOEXEC);
-    EXPECT_EQ(fcntl(accepted, F_GETFD) & FD_CLOEXEC, FD_CLOEXEC);
 }
 
 TEST(SocketPlatform, NeverHandsOutDescriptor0)
@@ -565,30 +579,6 @@ TEST(SocketPlatform, DoesNotEndAnAcceptForASignal)
 }
 
 #else
-
-namespace
-{
-
-bool isInherited(int descriptor)
-{
-    DWORD flags = 0;
-    EXPECT_TRUE(GetHandleInformation(reinterpret_cast<HANDLE>(static_cast<INT_PTR>(descriptor)), &flags));
-    return (flags & HANDLE_FLAG_INHERIT) != 0;
-}
-
-} // namespace
-
-TEST(SocketPlatform, KeepsDescriptorsFromChildProcesses)
-{
-    const Descriptor listener(platform::createSocket(false));
-    ASSERT_TRUE(platform::bindSocket(listener, platform::anyAddress(0)));
-    ASSERT_TRUE(platform::listenOn(listener, 5));
-    PlainSocket client = PlainSocket::connectedTo(platform::getBoundPort(listener));
-    platform::SocketAddress peer;
-    const Descriptor accepted(platform::acceptConnection(listener, peer));
-    EXPECT_FALSE(isInherited(listener));
-    EXPECT_FALSE(isInherited(accepted));
-}
 
 TEST(SocketPlatform, DoesNotAcceptAClientThatHasGoneInPlaceOfOneThatWaits)
 {

@@ -7,7 +7,7 @@
 #include <winsock2.h>
 #endif
 
-/// Whether Wine plays Windows here. A test that meets a limitation of Wine's skips, and names it.
+/// Whether Wine plays Windows here. A test that meets a limitation of Wine's takes another way, and names it.
 inline bool isWine()
 {
 #ifdef _WIN32
